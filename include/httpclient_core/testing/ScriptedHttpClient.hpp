@@ -1,0 +1,140 @@
+// ScriptedHttpClient: an in-memory transport for unit tests of code that makes
+// requests. Each attempt plays the next scripted reply (or the default one)
+// and is recorded, so a test can both steer and inspect its requests.
+//
+//   testing::ScriptedHttpClient client;
+//   client.enqueue(testing::ScriptedReply::status(HttpResponseCode::ServiceUnavailable, "Unavailable"));
+//   client.enqueue(testing::ScriptedReply::status(HttpResponseCode::OK, "OK").withBody("hello"));
+//   client.makeRequest(HttpRequest(HttpMethod::GET, URL{"http://test/"}, {})).getResponseBodyString(); // "hello"
+//   client.attempts().size();   // 2
+//
+// Asynchronous attempts run one at a time on the client's own thread, which
+// also runs their completion handlers.
+#pragma once
+
+#include <httpclient_core/Export.hpp>
+#include <httpclient_core/HttpClient.hpp>
+#include <httpclient_core/HttpHeaders.hpp>
+#include <httpclient_core/HttpMethod.hpp>
+#include <httpclient_core/HttpResponseCode.hpp>
+#include <httpclient_core/URL.hpp>
+
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <exception>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace foundation::httpclient_core::testing {
+
+// One scripted attempt, played in this order: the status line, the header
+// fields, the body bytes, one progress report of the body's size, then
+// return or throw. Without a status line the attempt throws at once.
+class HTTPCLIENT_CORE_EXPORT ScriptedReply {
+public:
+    // A reply with this status line.
+    static ScriptedReply status(HttpResponseCode code, std::string reason = {});
+    // An attempt that fails before any status line arrives.
+    static ScriptedReply failure(std::exception_ptr error);
+    template <typename Exception>
+    static ScriptedReply failure(Exception exception)
+    {
+        return failure(std::make_exception_ptr(std::move(exception)));
+    }
+
+    ScriptedReply& withHeader(std::string name, std::string value);
+    ScriptedReply& withBody(std::string bytes);
+    // Throws this after the body has been written (a transfer cut part-way).
+    ScriptedReply& thenThrow(std::exception_ptr error);
+    template <typename Exception>
+    ScriptedReply& thenThrow(Exception exception)
+    {
+        return thenThrow(std::make_exception_ptr(std::move(exception)));
+    }
+    // Asynchronous only: the completion handler is destroyed without being called.
+    ScriptedReply& droppingCompletion();
+
+private:
+    friend class ScriptedHttpClient;
+
+    std::optional<std::pair<HttpResponseCode, std::string>> statusLine;
+    std::vector<std::pair<std::string, std::string>> headers;
+    std::string body;
+    std::exception_ptr error;
+    bool dropCompletion = false;
+};
+
+// What one attempt saw of its request.
+struct RecordedAttempt {
+    HttpMethod method;
+    URL url;
+    HttpHeaders headers;
+    // The request body from its read position to its end, as the attempt read it.
+    std::string body;
+    // Empty for synchronous attempts.
+    std::optional<unsigned long> requestId;
+};
+
+class HTTPCLIENT_CORE_EXPORT ScriptedHttpClient : public HttpClient {
+public:
+    ScriptedHttpClient();
+    // Cancels what is queued, completes it, and joins the client's thread.
+    ~ScriptedHttpClient() override;
+
+    using HttpClient::makeAsyncRequest;
+
+    // Replies are played in the order queued, by synchronous and asynchronous
+    // attempts alike; when none is left the default reply is played.
+    void enqueue(ScriptedReply reply);
+    // Played when the queue is empty; initially a 200 "OK" without headers or body.
+    void setDefaultReply(ScriptedReply reply);
+    // Recording is on by default; off, attempts() stays empty (for benchmarks).
+    void setRecording(bool recording);
+    std::vector<RecordedAttempt> attempts() const;
+    std::size_t scriptedRepliesLeft() const;
+
+    // A queued asynchronous attempt of that request completes with
+    // HttpRequestCancelledException instead of being played.
+    void cancelAsyncRequest(unsigned long requestId) const override;
+    void cancelAllAsyncRequests() const override;
+    void waitForAsyncRequests() const override;
+    std::size_t pendingAsyncRequests() const override;
+
+protected:
+    void performRequest(HttpRequest& request, HttpResponse& response) const override;
+    void performAsyncRequest(HttpRequest request, HttpResponse response, unsigned long requestId,
+                             CompletionHandler handler) const override;
+
+private:
+    struct Job {
+        HttpRequest request;
+        HttpResponse response;
+        unsigned long requestId;
+        CompletionHandler handler;
+    };
+
+    ScriptedReply nextReply(HttpRequest& request, std::optional<unsigned long> requestId) const;
+    static void play(const ScriptedReply& reply, HttpRequest& request, HttpResponse& response);
+    void serve();
+
+    mutable std::mutex mutex;
+    mutable std::condition_variable changed;
+    mutable std::deque<ScriptedReply> replies;
+    ScriptedReply defaultReply;
+    bool recording = true;
+    mutable std::vector<RecordedAttempt> recorded;
+    mutable std::deque<Job> jobs;
+    mutable std::set<unsigned long> cancelled;
+    mutable std::size_t running = 0;
+    bool stopping = false;
+    std::thread worker;
+};
+
+} // namespace foundation::httpclient_core::testing

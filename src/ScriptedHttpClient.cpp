@@ -1,0 +1,228 @@
+#include <httpclient_core/testing/ScriptedHttpClient.hpp>
+
+#include <httpclient_core/Exceptions.hpp>
+
+#include <iterator>
+
+namespace foundation::httpclient_core::testing {
+
+namespace {
+
+std::string readRemaining(HttpRequest& request)
+{
+    if (!request.hasRequestBody()) {
+        return {};
+    }
+    auto& body = request.getRequestBody();
+    return std::string(std::istreambuf_iterator<char>(body), std::istreambuf_iterator<char>());
+}
+
+} // namespace
+
+ScriptedReply ScriptedReply::status(HttpResponseCode code, std::string reason)
+{
+    ScriptedReply reply;
+    reply.statusLine.emplace(code, std::move(reason));
+    return reply;
+}
+
+ScriptedReply ScriptedReply::failure(std::exception_ptr error)
+{
+    ScriptedReply reply;
+    reply.error = std::move(error);
+    return reply;
+}
+
+ScriptedReply& ScriptedReply::withHeader(std::string name, std::string value)
+{
+    headers.emplace_back(std::move(name), std::move(value));
+    return *this;
+}
+
+ScriptedReply& ScriptedReply::withBody(std::string bytes)
+{
+    body = std::move(bytes);
+    return *this;
+}
+
+ScriptedReply& ScriptedReply::thenThrow(std::exception_ptr exception)
+{
+    error = std::move(exception);
+    return *this;
+}
+
+ScriptedReply& ScriptedReply::droppingCompletion()
+{
+    dropCompletion = true;
+    return *this;
+}
+
+ScriptedHttpClient::ScriptedHttpClient()
+    : defaultReply(ScriptedReply::status(HttpResponseCode::OK, "OK")), worker([this] { serve(); })
+{
+}
+
+ScriptedHttpClient::~ScriptedHttpClient()
+{
+    cancelAllAsyncRequests();
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        stopping = true;
+    }
+    changed.notify_all();
+    worker.join();
+}
+
+void ScriptedHttpClient::enqueue(ScriptedReply reply)
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    replies.push_back(std::move(reply));
+}
+
+void ScriptedHttpClient::setDefaultReply(ScriptedReply reply)
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    defaultReply = std::move(reply);
+}
+
+void ScriptedHttpClient::setRecording(bool on)
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    recording = on;
+}
+
+std::vector<RecordedAttempt> ScriptedHttpClient::attempts() const
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    return recorded;
+}
+
+std::size_t ScriptedHttpClient::scriptedRepliesLeft() const
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    return replies.size();
+}
+
+void ScriptedHttpClient::cancelAsyncRequest(unsigned long requestId) const
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    cancelled.insert(requestId);
+}
+
+void ScriptedHttpClient::cancelAllAsyncRequests() const
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    for (const auto& job : jobs) {
+        cancelled.insert(job.requestId);
+    }
+}
+
+void ScriptedHttpClient::waitForAsyncRequests() const
+{
+    std::unique_lock<std::mutex> lock(mutex);
+    changed.wait(lock, [this] { return jobs.empty() && running == 0; });
+}
+
+std::size_t ScriptedHttpClient::pendingAsyncRequests() const
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    return jobs.size() + running;
+}
+
+void ScriptedHttpClient::performRequest(HttpRequest& request, HttpResponse& response) const
+{
+    play(nextReply(request, std::nullopt), request, response);
+}
+
+void ScriptedHttpClient::performAsyncRequest(HttpRequest request, HttpResponse response, unsigned long requestId,
+                                             CompletionHandler handler) const
+{
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        jobs.push_back(Job{std::move(request), std::move(response), requestId, std::move(handler)});
+    }
+    changed.notify_all();
+}
+
+ScriptedReply ScriptedHttpClient::nextReply(HttpRequest& request, std::optional<unsigned long> requestId) const
+{
+    std::string body = readRemaining(request);
+    const std::lock_guard<std::mutex> lock(mutex);
+    if (recording) {
+        recorded.push_back(RecordedAttempt{request.getHttpMethod(), request.getURL(), request.getHeaders(),
+                                           std::move(body), requestId});
+    }
+    if (replies.empty()) {
+        return defaultReply;
+    }
+    auto reply = std::move(replies.front());
+    replies.pop_front();
+    return reply;
+}
+
+void ScriptedHttpClient::play(const ScriptedReply& reply, HttpRequest& request, HttpResponse& response)
+{
+    if (!reply.statusLine) {
+        std::rethrow_exception(reply.error);
+    }
+    response.setResponseCodeAndReason(reply.statusLine->first, reply.statusLine->second);
+    for (const auto& [name, value] : reply.headers) {
+        response.addHeaderValue(name, value);
+    }
+    if (!reply.body.empty()) {
+        auto& body = response.getResponseBody();
+        body.write(reply.body.data(), static_cast<std::streamsize>(reply.body.size()));
+        body.flush();
+    }
+    if (request.hasProgressCallback()) {
+        const auto size = static_cast<std::int64_t>(reply.body.size());
+        if (request.getProgressCallback()(Progress{size, size, 0, 0}) == ProgressResult::Abort) {
+            throw HttpRequestCancelledException();
+        }
+    }
+    if (reply.error) {
+        std::rethrow_exception(reply.error);
+    }
+}
+
+void ScriptedHttpClient::serve()
+{
+    std::unique_lock<std::mutex> lock(mutex);
+    while (true) {
+        changed.wait(lock, [this] { return stopping || !jobs.empty(); });
+        if (jobs.empty()) {
+            return;
+        }
+        Job job = std::move(jobs.front());
+        jobs.pop_front();
+        ++running;
+        // Once the client is being destroyed every attempt left completes as cancelled.
+        const bool wasCancelled = cancelled.erase(job.requestId) > 0 || stopping;
+        lock.unlock();
+
+        std::exception_ptr error;
+        bool dropped = false;
+        if (wasCancelled) {
+            error = std::make_exception_ptr(HttpRequestCancelledException());
+        } else {
+            try {
+                const auto reply = nextReply(job.request, job.requestId);
+                dropped = reply.dropCompletion;
+                play(reply, job.request, job.response);
+            } catch (...) {
+                error = std::current_exception();
+            }
+        }
+        if (dropped) {
+            job.handler = CompletionHandler();
+        } else {
+            job.handler(std::move(job.request), std::move(job.response), std::move(error));
+        }
+
+        lock.lock();
+        --running;
+        changed.notify_all();
+    }
+}
+
+} // namespace foundation::httpclient_core::testing
