@@ -1,5 +1,7 @@
 #include <httpclient_core/HttpMessage.hpp>
 
+#include <httpclient_core/Cookie.hpp>
+
 #include <stdexcept>
 #include <utility>
 
@@ -96,6 +98,36 @@ void HttpMessage::setContentType(const std::string& value)
 void HttpMessage::setAccept(std::string value)
 {
     setHeaderValue(HttpHeaders::ACCEPT, std::move(value));
+}
+
+void HttpMessage::setContentType(const ContentType& value)
+{
+    setHeaderValue(HttpHeaders::CONTENT_TYPE, value.toString());
+}
+
+ContentType HttpMessage::getContentType() const
+{
+    return ContentType::parse(headers.getHeaderValue(HttpHeaders::CONTENT_TYPE));
+}
+
+void HttpMessage::setAccept(const Accept& value)
+{
+    setHeaderValue(HttpHeaders::ACCEPT, value.toString());
+}
+
+Accept HttpMessage::getAccept() const
+{
+    return Accept::parse(headers.getHeaderValue(HttpHeaders::ACCEPT));
+}
+
+void HttpMessage::setCookie(const NameValueCollection& cookies)
+{
+    setHeaderValue(HttpHeaders::COOKIE, Cookie::toString(cookies));
+}
+
+NameValueCollection HttpMessage::getCookie()
+{
+    return Cookie::parse(headers.getHeaderValue(HttpHeaders::COOKIE));
 }
 
 } // namespace foundation::httpclient_core

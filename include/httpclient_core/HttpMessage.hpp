@@ -4,14 +4,19 @@
 //   request.setContentLength("42");
 //   request.getContentLength();          // 42
 //   request.setTransferEncoding("chunked");
+//   request.setContentType(ContentType("text/plain", {{"charset", "utf-8"}}));
+//   request.getContentType().getParameters().get("charset");   // "utf-8"
 //
 // Every operation that changes headers is virtual, and every convenience
 // setter writes through the virtual setHeaderValue, so a response runs its
 // pre-response callback before any header change, however it is reached.
 #pragma once
 
+#include <httpclient_core/Accept.hpp>
+#include <httpclient_core/ContentType.hpp>
 #include <httpclient_core/Export.hpp>
 #include <httpclient_core/HttpHeaders.hpp>
+#include <httpclient_core/NameValueCollection.hpp>
 
 #include <string>
 
@@ -53,6 +58,18 @@ public:
     // Store the text as given, unchecked.
     void setContentType(const std::string& value);
     void setAccept(std::string value);
+
+    // Typed access. The setters render the value and store it through the
+    // virtual setHeaderValue; the getters parse the first field of that name
+    // afresh each time, throwing std::out_of_range "<name> not found." when it
+    // is absent and the parser's std::runtime_error when it is malformed.
+    void setContentType(const ContentType& value);
+    ContentType getContentType() const;
+    void setAccept(const Accept& value);
+    Accept getAccept() const;
+    void setCookie(const NameValueCollection& cookies);
+    // By design not const, unlike the other typed getters.
+    NameValueCollection getCookie();
 
 protected:
     explicit HttpMessage(HttpHeaders headers);

@@ -1,10 +1,14 @@
 // httpclient_core: every public header of the library.
 #pragma once
 
+#include <httpclient_core/Accept.hpp>
 #include <httpclient_core/ClientConfiguration.hpp>
 #include <httpclient_core/CompletionHandler.hpp>
+#include <httpclient_core/ContentType.hpp>
+#include <httpclient_core/Cookie.hpp>
 #include <httpclient_core/DefaultRetry.hpp>
 #include <httpclient_core/Exceptions.hpp>
+#include <httpclient_core/FormUrlEncoded.hpp>
 #include <httpclient_core/HttpClient.hpp>
 #include <httpclient_core/HttpHeaders.hpp>
 #include <httpclient_core/HttpMessage.hpp>
@@ -17,4 +21,5 @@
 #include <httpclient_core/QueryParameters.hpp>
 #include <httpclient_core/TransactionReport.hpp>
 #include <httpclient_core/URL.hpp>
+#include <httpclient_core/WebSocketClientConfiguration.hpp>
 #include <httpclient_core/testing/ScriptedHttpClient.hpp>
