@@ -5,9 +5,11 @@ namespace foundation::httpclient_core {
 namespace {
 
 // One unsigned comparison: codes below the lower bound wrap to huge values.
-bool inClass(HttpResponseCode code, std::int32_t lowerBound)
+// The subtraction is done in unsigned arithmetic, where wrapping is defined
+// (a signed difference would overflow for codes near the most negative value).
+bool inClass(HttpResponseCode code, std::uint32_t lowerBound)
 {
-    return static_cast<std::uint32_t>(static_cast<std::int32_t>(code) - lowerBound) < 100U;
+    return static_cast<std::uint32_t>(static_cast<std::int32_t>(code)) - lowerBound < 100U;
 }
 
 } // namespace
