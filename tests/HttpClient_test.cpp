@@ -1,0 +1,418 @@
+#include <httpclient_core/HttpClient.hpp>
+
+#include "support/ExpectThrowMessage.hpp"
+#include "support/Requests.hpp"
+
+#include <httpclient_core/Exceptions.hpp>
+#include <httpclient_core/testing/ScriptedHttpClient.hpp>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <memory>
+#include <string>
+
+using namespace foundation::httpclient_core;
+using support::get;
+using support::StrategyLog;
+using foundation::httpclient_core::testing::ScriptedHttpClient;
+using foundation::httpclient_core::testing::ScriptedReply;
+
+namespace {
+
+using Calls = std::vector<std::pair<int, int>>;
+
+const ScriptedReply ok = ScriptedReply::status(HttpResponseCode::OK, "OK");
+
+ScriptedReply failed(const std::string& what = "cut")
+{
+    return ScriptedReply::failure(HttpRequestFailedException(what));
+}
+
+HttpRequest withBody(HttpHeaders headers)
+{
+    HttpRequest request(HttpMethod::POST, URL{"http://test/"}, std::move(headers));
+    request.setRequestBody(std::make_unique<std::istringstream>("payload"));
+    return request;
+}
+
+// Records what the response looked like when each attempt began.
+class ObservingClient : public ScriptedHttpClient {
+public:
+    mutable std::vector<std::pair<HttpResponseCode, std::string>> seen;
+    mutable std::vector<std::size_t> headerCounts;
+
+protected:
+    void performRequest(HttpRequest& request, HttpResponse& response) const override
+    {
+        seen.emplace_back(response.getResponseCode(), response.getResponseCodeReason());
+        headerCounts.push_back(response.getHeaders().size());
+        ScriptedHttpClient::performRequest(request, response);
+    }
+};
+
+} // namespace
+
+TEST(HttpClientValidation, RequiresALengthOrAnEncodingAndRefusesTheirMixUnlessIdentity)
+{
+    ScriptedHttpClient client;
+    EXPECT_NO_THROW(client.makeRequest(get()));
+    EXPECT_THROW_MSG(client.makeRequest(withBody({})), std::logic_error,
+                     "A HttpRequest with a body must have a Content-Length or a Transfer-Encoding header.");
+    const char* mixed = "HttpRequest headers must not include Content-Length and a non-identity Transfer-Encoding.";
+    EXPECT_THROW_MSG(client.makeRequest(withBody({{"Content-Length", "7"}, {"Transfer-Encoding", "chunked"}})),
+                     std::logic_error, mixed);
+    EXPECT_THROW_MSG(client.makeRequest(withBody({{"content-length", "7"}, {"Transfer-Encoding", "Identity"}})),
+                     std::logic_error, mixed);
+    EXPECT_NO_THROW(client.makeRequest(withBody({{"Content-Length", "7"}, {"Transfer-Encoding", "identity"}})));
+    EXPECT_NO_THROW(client.makeRequest(withBody({{"transfer-encoding", "anything"}})));
+    EXPECT_EQ(client.attempts().size(), 3U) << "a refused request is never sent";
+}
+
+TEST(HttpClientMakeRequest, HandsTheStrategyAttemptAndFailureCountsAndRetriesUntilItDeclines)
+{
+    ScriptedHttpClient client;
+    StrategyLog log;
+    client.setClientConfiguration(support::with(log.allow(2)));
+    client.enqueue(failed());
+    client.enqueue(failed());
+    client.enqueue(ok);
+    EXPECT_EQ(client.makeRequest(get()).getResponseCode(), HttpResponseCode::OK);
+    EXPECT_EQ(log.calls, (Calls{{1, 1}, {2, 2}, {3, 3}}));
+    EXPECT_EQ(client.attempts().size(), 3U);
+}
+
+TEST(HttpClientMakeRequest, ResetsTheFailureCountOnlyOnTheAttemptAfterASuccessCodedOne)
+{
+    ScriptedHttpClient client;
+    StrategyLog log;
+    client.setClientConfiguration(support::with(log.allow(2)));
+    client.enqueue(ScriptedReply(ok).thenThrow(HttpRequestFailedException("after the status line")));
+    client.enqueue(failed());
+    client.enqueue(failed());
+    EXPECT_THROW(client.makeRequest(get()), HttpRequestFailedException);
+    EXPECT_EQ(log.calls, (Calls{{1, 1}, {2, 1}, {3, 2}}));
+}
+
+TEST(HttpClientMakeRequest, RethrowsTheVeryExceptionObjectOfTheLastAttempt)
+{
+    ScriptedHttpClient client;
+    client.setClientConfiguration(support::with(noRetriesStrategy()));
+    const auto error = std::make_exception_ptr(HttpRequestTimeoutException());
+    client.enqueue(ScriptedReply::failure(error));
+    const void* original = nullptr;
+    try {
+        std::rethrow_exception(error);
+    } catch (const HttpRequestTimeoutException& caught) {
+        original = &caught;
+    }
+    try {
+        client.makeRequest(get());
+        FAIL() << "nothing was thrown";
+    } catch (const HttpRequestTimeoutException& caught) {
+        EXPECT_EQ(&caught, original);
+    }
+}
+
+TEST(HttpClientMakeRequest, ThrowsBadFunctionCallAfterTheFirstAttemptWhenTheStrategyIsEmpty)
+{
+    ScriptedHttpClient client;
+    client.setClientConfiguration(support::with(RetryStrategy()));
+    EXPECT_THROW(client.makeRequest(get()), std::bad_function_call);
+    EXPECT_EQ(client.attempts().size(), 1U);
+}
+
+TEST(HttpClientMakeRequest, ReturnsAnErrorStatusAsANormalResponse)
+{
+    ScriptedHttpClient client;
+    client.enqueue(ScriptedReply::status(HttpResponseCode::NotFound, "Not Found"));
+    EXPECT_EQ(client.makeRequest(get()).getResponseCode(), HttpResponseCode::NotFound);
+}
+
+TEST(HttpClientMakeRequest, UsesTheRequestsOwnConfigurationInsteadOfTheClients)
+{
+    ScriptedHttpClient client;
+    StrategyLog log;
+    client.setClientConfiguration(support::with(log.allow(5)));
+    client.enqueue(failed());
+    auto request = get();
+    request.setClientConfiguration(support::with(noRetriesStrategy()));
+    EXPECT_THROW(client.makeRequest(std::move(request)), HttpRequestFailedException);
+    EXPECT_TRUE(log.calls.empty());
+    EXPECT_EQ(client.attempts().size(), 1U);
+}
+
+TEST(HttpClientRetry, RewindsTheBodyAndMarksTheResponseNotMadeBeforeEachRetry)
+{
+    ObservingClient client;
+    StrategyLog log;
+    client.setClientConfiguration(support::with(log.allow(1)));
+    client.enqueue(ScriptedReply::status(HttpResponseCode::ServiceUnavailable, "Busy").withHeader("Retry", "1"));
+    client.makeRequest(withBody({{"Content-Length", "7"}}));
+
+    const auto attempts = client.attempts();
+    ASSERT_EQ(attempts.size(), 2U);
+    EXPECT_EQ(attempts[0].body, "payload");
+    EXPECT_EQ(attempts[1].body, "payload");
+    ASSERT_EQ(client.seen.size(), 2U);
+    EXPECT_EQ(client.seen[1].first, HttpResponseCode::RequestNotMade);
+    EXPECT_EQ(client.seen[1].second, "Request Not Made");
+    EXPECT_EQ(client.headerCounts[1], 0U);
+}
+
+TEST(HttpClientRetry, LeavesTheResponseUntouchedWhenNoStatusLineArrived)
+{
+    ScriptedHttpClient client;
+    StrategyLog log;
+    client.setClientConfiguration(support::with(log.allow(1)));
+    client.enqueue(failed());
+    int callbacks = 0;
+    auto request = get();
+    request.setPreRespCodeAndHeadersCallback([&callbacks] { ++callbacks; });
+    client.makeRequest(std::move(request));
+    EXPECT_EQ(callbacks, 1) << "only the second attempt's status line, no reset";
+}
+
+TEST(HttpClientRetry, ResumesWithARangeAndOffsetsProgressWhenTheServerAcceptsByteRanges)
+{
+    ScriptedHttpClient client;
+    StrategyLog log;
+    client.setClientConfiguration(support::with(log.allow(1), true));
+    const std::string head(1000, 'a');
+    client.enqueue(ScriptedReply(ok).withHeader("Accept-Ranges", "bytes").withBody(head).thenThrow(
+        HttpRequestFailedException("cut")));
+    client.enqueue(ScriptedReply::status(HttpResponseCode::PartialContent, "Partial").withBody("tail"));
+    std::vector<Progress> progress;
+    auto request = get();
+    request.setProgressCallback([&progress](const Progress& figures) {
+        progress.push_back(figures);
+        return ProgressResult::Continue;
+    });
+
+    auto response = client.makeRequest(std::move(request));
+    EXPECT_EQ(response.getResponseBodyString(), head + "tail");
+    const auto attempts = client.attempts();
+    ASSERT_EQ(attempts.size(), 2U);
+    EXPECT_FALSE(attempts[0].headers.hasHeader("Range"));
+    EXPECT_EQ(attempts[1].headers.getHeaderValue("Range"), "bytes=1000-");
+    ASSERT_EQ(progress.size(), 2U);
+    EXPECT_EQ(progress[0].downloadNow, 1000);
+    EXPECT_EQ(progress[1].downloadNow, 1004);
+    EXPECT_EQ(progress[1].downloadTotal, 1004);
+}
+
+TEST(HttpClientRetry, WrapsTheProgressWrapperAgainOnASecondResumeByDesign)
+{
+    ScriptedHttpClient client;
+    StrategyLog log;
+    client.setClientConfiguration(support::with(log.allow(2), true));
+    for (const char* piece : {"ab", "cde"}) {
+        client.enqueue(ScriptedReply(ok).withHeader("Accept-Ranges", "bytes").withBody(piece).thenThrow(
+            HttpRequestFailedException("cut")));
+    }
+    client.enqueue(ScriptedReply::status(HttpResponseCode::PartialContent).withBody("f"));
+    std::vector<std::int64_t> seen;
+    auto request = get();
+    request.setProgressCallback([&seen](const Progress& figures) {
+        seen.push_back(figures.downloadNow);
+        return ProgressResult::Continue;
+    });
+    EXPECT_EQ(client.makeRequest(std::move(request)).getResponseBodyString(), "abcdef");
+    EXPECT_EQ(client.attempts()[2].headers.getHeaderValue("Range"), "bytes=5-");
+    // The second wrapper adds its offset of 5 to the first one's 2: the figures
+    // of the third attempt are raised by 7, not by the 5 bytes received.
+    EXPECT_EQ(seen, (std::vector<std::int64_t>{2, 5, 8}));
+}
+
+TEST(HttpClientRetry, ResetsTheBodyUnlessAcceptRangesIsExactlyBytes)
+{
+    for (const bool resume : {true, false}) {
+        SCOPED_TRACE(resume);
+        ScriptedHttpClient client;
+        StrategyLog log;
+        client.setClientConfiguration(support::with(log.allow(1), resume));
+        const char* acceptRanges = resume ? "Bytes" : "bytes";
+        client.enqueue(ScriptedReply(ok).withHeader("Accept-Ranges", acceptRanges).withBody("partial").thenThrow(
+            HttpRequestFailedException("cut")));
+        client.enqueue(ScriptedReply(ok).withBody("whole"));
+        EXPECT_EQ(client.makeRequest(get()).getResponseBodyString(), "wholeal") << "reset overwrites in place";
+        EXPECT_FALSE(client.attempts()[1].headers.hasHeader("Range"));
+    }
+}
+
+TEST(HttpClientRetry, DropsTheRangeAndStartsAfreshAfterA416)
+{
+    ScriptedHttpClient client;
+    StrategyLog log;
+    client.setClientConfiguration(support::with(log.allow(2), true));
+    client.enqueue(ScriptedReply(ok).withHeader("Accept-Ranges", "bytes").withBody("abc").thenThrow(
+        HttpRequestFailedException("cut")));
+    client.enqueue(ScriptedReply::status(HttpResponseCode::RangeNotSatisfiable).withHeader("Accept-Ranges", "bytes"));
+    client.enqueue(ScriptedReply(ok).withBody("abcdef"));
+    EXPECT_EQ(client.makeRequest(get()).getResponseBodyString(), "abcdef");
+    const auto attempts = client.attempts();
+    EXPECT_EQ(attempts[1].headers.getHeaderValue("Range"), "bytes=3-");
+    EXPECT_FALSE(attempts[2].headers.hasHeader("Range"));
+}
+
+TEST(HttpClientConfiguration, CallsTheHookOnceWithTheNewConfiguration)
+{
+    class HookedClient : public ScriptedHttpClient {
+    public:
+        std::vector<long> changes;
+
+    protected:
+        void configurationChanged(const ClientConfiguration& configuration) override
+        {
+            changes.push_back(configuration.maxRedirects());
+        }
+    };
+    HookedClient client;
+    client.setClientConfiguration(ClientConfiguration().withMaxRedirects(7));
+    client.setClientConfiguration(ClientConfiguration().withMaxRedirects(9));
+    EXPECT_EQ(client.changes, (std::vector<long>{7, 9}));
+    EXPECT_EQ(client.getClientConfiguration().maxRedirects(), 9);
+}
+
+TEST(HttpClientAsync, NumbersRequestsFromZeroAndSkipsNoneButRefusedOnes)
+{
+    class RefusingClient : public ScriptedHttpClient {
+    public:
+        bool refuse = false;
+
+    protected:
+        void performAsyncRequest(HttpRequest request, HttpResponse response, unsigned long id,
+                                 CompletionHandler handler) const override
+        {
+            if (refuse) {
+                throw HttpRequestFailedException("refused");
+            }
+            ScriptedHttpClient::performAsyncRequest(std::move(request), std::move(response), id, std::move(handler));
+        }
+    };
+    RefusingClient client;
+    EXPECT_THROW(client.makeAsyncRequest(withBody({})), std::logic_error);
+    auto first = client.makeAsyncRequest(get());
+    EXPECT_EQ(first.second, 0UL);
+    client.refuse = true;
+    EXPECT_THROW(client.makeAsyncRequest(get()), HttpRequestFailedException);
+    client.refuse = false;
+    auto third = client.makeAsyncRequest(get());
+    EXPECT_EQ(third.second, 2UL);
+    ASSERT_TRUE(support::ready(first.first));
+    ASSERT_TRUE(support::ready(third.first));
+}
+
+TEST(HttpClientAsync, RetriesUnderOneIdentifierAndCompletesOnceWithTheLastException)
+{
+    ScriptedHttpClient client;
+    StrategyLog log;
+    client.setClientConfiguration(support::with(log.allow(2)));
+    for (const char* what : {"first", "second", "third"}) {
+        client.enqueue(failed(what));
+    }
+    std::promise<std::string> done;
+    std::atomic<int> calls{0};
+    const auto id = client.makeAsyncRequest(get(), [&](HttpRequest, HttpResponse, std::exception_ptr error) {
+        ++calls;
+        try {
+            std::rethrow_exception(error);
+        } catch (const HttpRequestFailedException& caught) {
+            done.set_value(caught.what());
+        }
+    });
+    auto message = done.get_future();
+    ASSERT_TRUE(support::ready(message));
+    EXPECT_EQ(message.get(), "third");
+    client.waitForAsyncRequests();
+    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(log.calls, (Calls{{1, 1}, {2, 2}, {3, 3}}));
+    for (const auto& attempt : client.attempts()) {
+        EXPECT_EQ(attempt.requestId, id);
+    }
+}
+
+TEST(HttpClientAsync, ResetsTheFailureCountOnTheSuccessCodedAttemptItself)
+{
+    ScriptedHttpClient client;
+    StrategyLog log;
+    client.setClientConfiguration(support::with(log.allow(0)));
+    client.enqueue(ScriptedReply(ok).thenThrow(HttpRequestFailedException("after the status line")));
+    auto [future, id] = client.makeAsyncRequest(get());
+    ASSERT_TRUE(support::ready(future));
+    EXPECT_THROW(future.get(), HttpRequestFailedException);
+    EXPECT_EQ(log.calls, (Calls{{1, 0}}));
+}
+
+TEST(HttpClientAsync, FulfilsTheFutureWithTheResponseOrTheException)
+{
+    ScriptedHttpClient client;
+    client.setClientConfiguration(support::with(noRetriesStrategy()));
+    client.enqueue(ScriptedReply(ok).withBody("hello"));
+    client.enqueue(ScriptedReply::failure(HttpRequestTimeoutException()));
+    auto success = client.makeAsyncRequest(get());
+    auto failure = client.makeAsyncRequest(get());
+    ASSERT_TRUE(support::ready(success.first));
+    ASSERT_TRUE(support::ready(failure.first));
+    EXPECT_EQ(success.first.get().getResponseBodyString(), "hello");
+    EXPECT_THROW_MSG(failure.first.get(), HttpRequestTimeoutException, "Request timed out.");
+}
+
+TEST(HttpClientAsync, NeverRunsTheCallersHandlerWhenTheChainItselfFails)
+{
+    ScriptedHttpClient client;
+    client.setClientConfiguration(support::with(
+        [](const HttpRequest&, const HttpResponse&, const std::exception_ptr&, int, int) -> bool {
+            throw std::runtime_error("strategy failed");
+        }));
+    auto thrown = client.makeAsyncRequest(get());
+    client.setClientConfiguration(support::with(RetryStrategy()));
+    auto empty = client.makeAsyncRequest(get());
+    client.waitForAsyncRequests();
+    client.setClientConfiguration(support::with(noRetriesStrategy()));
+    client.enqueue(ScriptedReply(ok).droppingCompletion());
+    auto dropped = client.makeAsyncRequest(get());
+    for (auto* future : {&thrown.first, &empty.first, &dropped.first}) {
+        ASSERT_TRUE(support::ready(*future));
+        try {
+            future->get();
+            ADD_FAILURE() << "the handler ran";
+        } catch (const std::future_error& error) {
+            EXPECT_EQ(error.code(), std::future_errc::broken_promise);
+        }
+    }
+}
+
+TEST(HttpClientAsync, UsesTheRequestsOwnConfigurationForTheWholeChain)
+{
+    ScriptedHttpClient client;
+    StrategyLog log;
+    client.setClientConfiguration(support::with(log.allow(5)));
+    client.enqueue(failed());
+    auto request = get();
+    request.setClientConfiguration(support::with(noRetriesStrategy()));
+    auto [future, id] = client.makeAsyncRequest(std::move(request));
+    ASSERT_TRUE(support::ready(future));
+    EXPECT_THROW(future.get(), HttpRequestFailedException);
+    EXPECT_EQ(client.attempts().size(), 1U);
+    EXPECT_TRUE(log.calls.empty());
+}
+
+TEST(ScriptedHttpClient, CompletesCancelledRequestsWithTheCancelledException)
+{
+    auto client = std::make_unique<ScriptedHttpClient>();
+    client->setClientConfiguration(support::with(noRetriesStrategy()));
+    std::promise<void> release;
+    auto gate = release.get_future().share();
+    // The first request's handler holds the client's thread until released,
+    // so the second one is still queued when it is cancelled.
+    client->makeAsyncRequest(get(), [gate](HttpRequest, HttpResponse, std::exception_ptr) { gate.wait(); });
+    auto [future, id] = client->makeAsyncRequest(get());
+    EXPECT_EQ(client->pendingAsyncRequests(), 2U);
+    client->cancelAsyncRequest(id);
+    release.set_value();
+    ASSERT_TRUE(support::ready(future));
+    EXPECT_THROW_MSG(future.get(), HttpRequestCancelledException, "Request cancelled");
+    client->waitForAsyncRequests();
+    EXPECT_EQ(client->pendingAsyncRequests(), 0U);
+}
