@@ -160,8 +160,8 @@ std::pair<std::future<HttpResponse>, unsigned long> HttpClient::makeAsyncRequest
 void HttpClient::setClientConfiguration(ClientConfiguration configuration)
 {
     const std::lock_guard<std::mutex> lock(configurationMutex);
-    clientConfiguration = configuration;
-    configurationChanged(configuration);
+    clientConfiguration = std::move(configuration);
+    configurationChanged(clientConfiguration);
 }
 
 ClientConfiguration HttpClient::getClientConfiguration() const

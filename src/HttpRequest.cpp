@@ -88,7 +88,9 @@ QueryParameters HttpRequest::getQueryParameters()
     return queryParameters;
 }
 
-void HttpRequest::setRequestBody(std::string body)
+// Takes the text by value as the interface promises ownership; before C++20 a
+// string stream can only copy it in.
+void HttpRequest::setRequestBody(std::string body) // NOLINT(performance-unnecessary-value-param)
 {
     const auto length = body.size();
     auto stream = std::make_unique<std::stringstream>(std::move(body), std::ios::in | std::ios::out);

@@ -48,7 +48,7 @@ std::string PercentEncoder::operator()(const std::string& input) const
 
     std::size_t length = 0;
     for (std::size_t i = 0; i < count; ++i) {
-        const auto size = static_cast<std::size_t>(codes[bytes[i]][3]);
+        const auto size = static_cast<std::size_t>(static_cast<unsigned char>(codes[bytes[i]][3]));
         length += size != 0 ? size : spaceEncoding.size();
     }
 
@@ -60,7 +60,7 @@ std::string PercentEncoder::operator()(const std::string& input) const
         const Code& code = codes[bytes[i]];
         if (code[3] != 0) {
             std::memcpy(out, code.data(), 4);
-            out += code[3];
+            out += static_cast<unsigned char>(code[3]);
         } else {
             std::memcpy(out, spaceEncoding.data(), spaceEncoding.size());
             out += spaceEncoding.size();
