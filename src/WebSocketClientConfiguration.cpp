@@ -1,5 +1,7 @@
 #include <httpclient_core/WebSocketClientConfiguration.hpp>
 
+#include <cstdint>
+
 #include <algorithm>
 #include <stdexcept>
 #include <string>
@@ -37,7 +39,12 @@ std::pair<std::chrono::milliseconds, bool> defaultNextBackoffAndShouldReconnectF
     if (attempt < 2) {
         return {firstReconnectBackoff, true};
     }
-    return {std::min(previous * 2, maxReconnectBackoff), true};
+    // By design there is no guard: a doubled value that overflows wraps as a
+    // 64-bit two's-complement product would, and a negative result is
+    // returned as it is. The doubling is done unsigned so the wrap is defined.
+    const auto doubled = std::chrono::milliseconds(
+        static_cast<std::int64_t>(static_cast<std::uint64_t>(previous.count()) * 2U));
+    return {std::min(doubled, maxReconnectBackoff), true};
 }
 
 } // namespace
