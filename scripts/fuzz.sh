@@ -16,22 +16,7 @@ if ! [[ $seconds =~ ^[1-9][0-9]*$ ]]; then
   exit 2
 fi
 
-scripts/setup.sh
-
-packages=(clang libclang-rt-14-dev)
-missing=()
-for package in "${packages[@]}"; do
-  if ! dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed"; then
-    missing+=("$package")
-  fi
-done
-if ((${#missing[@]})); then
-  echo "fuzz: installing ${missing[*]}"
-  sudo=""
-  if [[ $(id -u) -ne 0 ]]; then sudo="sudo"; fi
-  $sudo apt-get update -qq
-  DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}"
-fi
+scripts/setup.sh clang libclang-rt-14-dev
 
 cmake -S . -B build/fuzz -G Ninja \
   -DCMAKE_CXX_COMPILER=clang++ \
@@ -41,6 +26,7 @@ cmake -S . -B build/fuzz -G Ninja \
   -DHTTPCLIENT_CORE_WERROR=ON \
   -DHTTPCLIENT_CORE_BUILD_TESTS=OFF \
   -DHTTPCLIENT_CORE_BUILD_EXAMPLES=OFF \
+  -DHTTPCLIENT_CORE_BUILD_CURL=OFF \
   -DHTTPCLIENT_CORE_BUILD_FUZZERS=ON \
   -DHTTPCLIENT_CORE_FUZZ_SECONDS="$seconds" >/dev/null
 cmake --build build/fuzz -j "$(nproc)"

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Installs the Debian packages the build, the tests and the tools need.
+# Installs the Debian packages the build, the tests and the tools need, plus
+# any package named on the command line (scripts/setup.sh clang).
 # Idempotent: packages already present are not touched, apt runs only when
 # something is missing.
 set -euo pipefail
@@ -8,6 +9,7 @@ packages=(
   build-essential cmake ninja-build pkg-config
   libgtest-dev libgmock-dev
   libcurl4-openssl-dev libcpp-httplib-dev openssl
+  "$@"
 )
 
 missing=()

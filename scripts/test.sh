@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Sets up, builds and runs every test: the release build, then the
 # AddressSanitizer + UndefinedBehaviorSanitizer build, then the concurrency
-# tests under ThreadSanitizer.
+# tests under ThreadSanitizer, then a short run of every fuzz target.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -14,3 +14,6 @@ for preset in release asan tsan; do
   cmake --build --preset "$preset" -j "$jobs"
   ctest --preset "$preset" -j "$jobs"
 done
+
+echo "=== fuzz ==="
+scripts/fuzz.sh 10
