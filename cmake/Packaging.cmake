@@ -13,6 +13,19 @@ install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/httpclient_core"
 install(FILES "${PROJECT_BINARY_DIR}/include/httpclient_core/Export.hpp"
   DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/httpclient_core")
 
+if(HTTPCLIENT_CORE_BUILD_CURL)
+  install(TARGETS httpclient_curl
+    EXPORT httpclient_coreTargets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+    INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+  install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/httpclient_curl"
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+  install(FILES "${PROJECT_BINARY_DIR}/include/httpclient_curl/Export.hpp"
+    DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/httpclient_curl")
+endif()
+
 install(EXPORT httpclient_coreTargets
   NAMESPACE httpclient_core::
   DESTINATION ${HTTPCLIENT_CORE_CMAKE_DIR})

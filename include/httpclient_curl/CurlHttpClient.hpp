@@ -1,0 +1,91 @@
+// CurlHttpClient: a concrete HttpClient that moves the bytes with libcurl.
+//
+//   CurlHttpClient client(ClientConfiguration().withMaxRedirects(3));
+//   auto response = client.makeRequest(HttpRequest(HttpMethod::GET, URL{"http://127.0.0.1:8080/"}, {}));
+//   response.getResponseCode();                       // HttpResponseCode::OK
+//   response.getTransactionReport().redirectCount();  // redirects followed
+//   auto [future, id] = client.makeAsyncRequest(HttpRequest(HttpMethod::GET, URL{"http://127.0.0.1:8080/"}, {}));
+//
+// Each attempt uses the request's own configuration when it has one, else
+// the client's: redirects, CA bundle (peer and host are always verified),
+// connect and idle time-outs, the age of pooled connections and the proxy
+// (an empty proxy means none; the environment is never read). Connections
+// are kept alive and reused across requests and threads.
+//
+// Asynchronous transfers run on at most maxThreads event-loop threads with at
+// most maxRequestsPerThread transfers each; more wait in a queue. Completion
+// handlers, and so the retry strategy's backoff sleep, never run on those
+// threads: they run on a pool of at most maxThreads x maxRequestsPerThread
+// completion threads, so a handler that blocks stalls no transfer. Limits
+// below 1 count as 1.
+//
+// Failures: HttpRequestTimeoutException when a time-out fires,
+// HttpRequestCancelledException when the progress callback aborts or the
+// request is cancelled, HttpRequestFailedException with libcurl's error text
+// and the URL for anything else. An HTTP error status is a normal response.
+#pragma once
+
+#include <httpclient_core/ClientConfiguration.hpp>
+#include <httpclient_core/CompletionHandler.hpp>
+#include <httpclient_core/HttpClient.hpp>
+#include <httpclient_core/HttpRequest.hpp>
+#include <httpclient_core/HttpResponse.hpp>
+#include <httpclient_curl/Export.hpp>
+
+#include <cstddef>
+#include <memory>
+
+namespace foundation::httpclient_curl {
+
+class HTTPCLIENT_CURL_EXPORT CurlHttpClient : public httpclient_core::HttpClient {
+public:
+    // A client with the default ClientConfiguration.
+    CurlHttpClient();
+    explicit CurlHttpClient(httpclient_core::ClientConfiguration configuration);
+    // Cancels every asynchronous request, waits until each has run its
+    // completion handler (a retry pause under way is waited out), and joins
+    // every thread of the client. Must not run inside one of the client's own
+    // completion handlers.
+    ~CurlHttpClient() override;
+
+    using HttpClient::makeAsyncRequest;
+
+    // The request completes with HttpRequestCancelledException, whether it
+    // was waiting in the queue, transferring, or between two attempts. An
+    // identifier that is not in flight is ignored.
+    void cancelAsyncRequest(unsigned long requestId) const override;
+    void cancelAllAsyncRequests() const override;
+    // Returns once every asynchronous request has run its completion handler;
+    // a request counts as in flight until then, retries included. Must not
+    // be called inside one of the client's own completion handlers.
+    void waitForAsyncRequests() const override;
+    // The number of asynchronous requests whose completion handler has not yet returned.
+    std::size_t pendingAsyncRequests() const override;
+
+protected:
+    // Applies maxThreads and maxRequestsPerThread to work started from now on.
+    void configurationChanged(const httpclient_core::ClientConfiguration& configuration) override;
+
+    // One attempt on a pooled connection. Before anything is sent it throws
+    // HttpRequestFailedException "Refused to send header <name> to <url>: it
+    // holds a CR, LF or NUL byte", "Content-Length <value> of the request to
+    // <url> is not a byte count" (only plain digits are), or "Cannot send a
+    // request with method UNKNOWN to <url>"; the offending text stands in the
+    // angle brackets. A ranged attempt ("Range: bytes=N-") answered with a
+    // full 200 restarts the body from its start; a 206 whose Content-Range
+    // does not start at N throws HttpRequestFailedException "Content-Range
+    // <value> from <url> does not start at byte N". A body stream that fails
+    // throws HttpRequestFailedException "Request to <url> failed: ...";
+    // exceptions of the request's own callbacks and of its response stream
+    // factory pass through unchanged. Authorization and Cookie headers are not
+    // sent after a redirect that leaves the original host and port.
+    void performRequest(httpclient_core::HttpRequest& request, httpclient_core::HttpResponse& response) const override;
+    void performAsyncRequest(httpclient_core::HttpRequest request, httpclient_core::HttpResponse response,
+                             unsigned long requestId, httpclient_core::CompletionHandler handler) const override;
+
+private:
+    class Impl;
+    std::unique_ptr<Impl> impl;
+};
+
+} // namespace foundation::httpclient_curl

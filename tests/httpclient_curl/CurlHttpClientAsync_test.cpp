@@ -1,0 +1,175 @@
+#include <httpclient_curl/CurlHttpClient.hpp>
+
+#include "LoopbackServer.hpp"
+
+#include <httpclient_core/Exceptions.hpp>
+#include <support/ExpectThrowMessage.hpp>
+#include <support/Requests.hpp>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <future>
+#include <mutex>
+#include <string>
+#include <vector>
+
+using namespace foundation::httpclient_core;
+using foundation::httpclient_curl::CurlHttpClient;
+using foundation::httpclient_curl::testing::LoopbackServer;
+using support::ready;
+
+namespace {
+
+constexpr auto patience = std::chrono::seconds(60);
+
+// Futures that carry an exception are read only once the client has let go
+// of the request (waitForAsyncRequests): libstdc++ counts references to an
+// exception outside ThreadSanitizer's view, which would otherwise report the
+// exception's release on a completion thread as racing with the test's read.
+class CurlHttpClientAsync : public ::testing::Test {
+protected:
+    HttpRequest request(const std::string& path) const
+    {
+        return HttpRequest(HttpMethod::GET, URL{server.url(path)}, {});
+    }
+
+    LoopbackServer server;
+};
+
+} // namespace
+
+TEST_F(CurlHttpClientAsync, FulfilsTheFutureWithTheResponseAfterARetry)
+{
+    CurlHttpClient client;
+    auto [future, id] = client.makeAsyncRequest(request("/fail-once-then-ok"));
+    EXPECT_EQ(id, 0UL);
+    ASSERT_TRUE(ready(future));
+    const auto response = future.get();
+    EXPECT_EQ(response.getResponseCode(), HttpResponseCode::OK);
+    EXPECT_EQ(response.getResponseBodyString(), "ok");
+    EXPECT_EQ(server.seen("/fail-once-then-ok").size(), 2U);
+}
+
+TEST_F(CurlHttpClientAsync, WaitsUntilTheHandlerOfTheLastRetryHasReturned)
+{
+    bool handled = false;
+    CurlHttpClient client;
+    client.makeAsyncRequest(request("/fail-once-then-ok"),
+                            [&](HttpRequest, HttpResponse, const std::exception_ptr&) { handled = true; });
+    client.waitForAsyncRequests();
+    EXPECT_TRUE(handled);
+    EXPECT_EQ(client.pendingAsyncRequests(), 0U);
+    EXPECT_EQ(server.seen("/fail-once-then-ok").size(), 2U);
+}
+
+TEST_F(CurlHttpClientAsync, CompletesTwoHundredRequestsExactlyOnceEachOnFourThreads)
+{
+    constexpr std::size_t count = 200;
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::vector<int> calls(count);
+    std::vector<bool> succeeded(count);
+    std::size_t finished = 0;
+    CurlHttpClient client(ClientConfiguration().withMaxThreads(4));
+    for (std::size_t i = 0; i < count; ++i) {
+        auto sent = request("/echo");
+        sent.setQueryParameters(QueryParameters{{"i", std::to_string(i)}});
+        client.makeAsyncRequest(std::move(sent),
+                                [&, i](HttpRequest, HttpResponse response, const std::exception_ptr& error) {
+                                    const std::lock_guard<std::mutex> lock(mutex);
+                                    ++calls[i];
+                                    succeeded[i] = !error && response.getResponseBodyString() == "GET ";
+                                    ++finished;
+                                    changed.notify_all();
+                                });
+    }
+    {
+        std::unique_lock<std::mutex> lock(mutex);
+        ASSERT_TRUE(changed.wait_for(lock, patience, [&] { return finished == count; }));
+    }
+    client.waitForAsyncRequests();
+    EXPECT_EQ(client.pendingAsyncRequests(), 0U);
+    EXPECT_THAT(calls, ::testing::Each(1));
+    EXPECT_THAT(succeeded, ::testing::Each(true));
+    EXPECT_EQ(server.seen("/echo").size(), count);
+}
+
+TEST_F(CurlHttpClientAsync, RunsHandlersOffTheTransferThreadsSoABlockingRetryStrategyStallsNoTransfer)
+{
+    std::promise<void> strategyBlocks;
+    auto strategyBlocked = strategyBlocks.get_future();
+    std::promise<void> otherCompletes;
+    const std::shared_future<void> otherCompleted = otherCompletes.get_future().share();
+    bool sawOtherComplete = false;
+    CurlHttpClient client(ClientConfiguration().withMaxThreads(1).withMaxRequestsPerThread(2));
+
+    auto blocking = request("/fail-once-then-ok");
+    blocking.setClientConfiguration(ClientConfiguration().withRetryStrategy(
+        [&](const HttpRequest&, const HttpResponse& response, const std::exception_ptr&, int attempt, int) {
+            if (attempt > 1) {
+                return false;
+            }
+            strategyBlocks.set_value();
+            sawOtherComplete = otherCompleted.wait_for(patience) == std::future_status::ready;
+            return response.getResponseCode() == HttpResponseCode::ServiceUnavailable;
+        }));
+    auto blocked = client.makeAsyncRequest(std::move(blocking)).first;
+    ASSERT_EQ(strategyBlocked.wait_for(patience), std::future_status::ready);
+
+    client.makeAsyncRequest(request("/echo"),
+                            [&](HttpRequest, HttpResponse, const std::exception_ptr&) { otherCompletes.set_value(); });
+    ASSERT_TRUE(ready(blocked));
+    EXPECT_TRUE(sawOtherComplete);
+    EXPECT_EQ(blocked.get().getResponseBodyString(), "ok");
+}
+
+TEST_F(CurlHttpClientAsync, CancelsAQueuedRequestAndThenARunningOne)
+{
+    CurlHttpClient client(
+        ClientConfiguration().withMaxThreads(1).withMaxRequestsPerThread(1).withRetryStrategy(noRetriesStrategy()));
+    auto [running, runningId] = client.makeAsyncRequest(request("/stall"));
+    ASSERT_TRUE(server.waitForRequests("/stall", 1));
+    auto [queued, queuedId] = client.makeAsyncRequest(request("/echo"));
+    EXPECT_EQ(client.pendingAsyncRequests(), 2U);
+
+    client.cancelAsyncRequest(queuedId);
+    ASSERT_TRUE(ready(queued));
+    EXPECT_EQ(running.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+    client.cancelAsyncRequest(runningId);
+    ASSERT_TRUE(ready(running));
+
+    client.waitForAsyncRequests();
+    EXPECT_EQ(client.pendingAsyncRequests(), 0U);
+    EXPECT_THROW_MSG(queued.get(), HttpRequestCancelledException, "Request cancelled");
+    EXPECT_THROW_MSG(running.get(), HttpRequestCancelledException, "Request cancelled");
+    EXPECT_TRUE(server.seen("/echo").empty());
+}
+
+TEST_F(CurlHttpClientAsync, CancelsEveryRequestInFlightAtOnce)
+{
+    CurlHttpClient client(ClientConfiguration().withRetryStrategy(noRetriesStrategy()));
+    auto first = client.makeAsyncRequest(request("/stall")).first;
+    auto second = client.makeAsyncRequest(request("/stall")).first;
+    ASSERT_TRUE(server.waitForRequests("/stall", 2));
+    client.cancelAllAsyncRequests();
+    client.waitForAsyncRequests();
+    for (auto* future : {&first, &second}) {
+        ASSERT_TRUE(ready(*future));
+        EXPECT_THROW_MSG(future->get(), HttpRequestCancelledException, "Request cancelled");
+    }
+}
+
+TEST_F(CurlHttpClientAsync, DestructionCancelsWhatIsInFlightAndRunsItsHandler)
+{
+    std::future<HttpResponse> stalled;
+    {
+        CurlHttpClient client(ClientConfiguration().withRetryStrategy(noRetriesStrategy()));
+        stalled = client.makeAsyncRequest(request("/stall")).first;
+        ASSERT_TRUE(server.waitForRequests("/stall", 1));
+    }
+    ASSERT_TRUE(ready(stalled));
+    EXPECT_THROW_MSG(stalled.get(), HttpRequestCancelledException, "Request cancelled");
+}
