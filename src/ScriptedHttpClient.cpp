@@ -185,6 +185,26 @@ void ScriptedHttpClient::play(const ScriptedReply& reply, HttpRequest& request, 
     }
 }
 
+void ScriptedHttpClient::run(Job job, bool wasCancelled) const
+{
+    std::exception_ptr error;
+    bool dropped = false;
+    if (wasCancelled) {
+        error = std::make_exception_ptr(HttpRequestCancelledException());
+    } else {
+        try {
+            const auto reply = nextReply(job.request, job.requestId);
+            dropped = reply.dropCompletion;
+            play(reply, job.request, job.response);
+        } catch (...) {
+            error = std::current_exception();
+        }
+    }
+    if (!dropped) {
+        job.handler(std::move(job.request), std::move(job.response), std::move(error));
+    }
+}
+
 void ScriptedHttpClient::serve()
 {
     std::unique_lock<std::mutex> lock(mutex);
@@ -199,26 +219,7 @@ void ScriptedHttpClient::serve()
         // Once the client is being destroyed every attempt left completes as cancelled.
         const bool wasCancelled = cancelled.erase(job.requestId) > 0 || stopping;
         lock.unlock();
-
-        std::exception_ptr error;
-        bool dropped = false;
-        if (wasCancelled) {
-            error = std::make_exception_ptr(HttpRequestCancelledException());
-        } else {
-            try {
-                const auto reply = nextReply(job.request, job.requestId);
-                dropped = reply.dropCompletion;
-                play(reply, job.request, job.response);
-            } catch (...) {
-                error = std::current_exception();
-            }
-        }
-        if (dropped) {
-            job.handler = CompletionHandler();
-        } else {
-            job.handler(std::move(job.request), std::move(job.response), std::move(error));
-        }
-
+        run(std::move(job), wasCancelled);
         lock.lock();
         --running;
         changed.notify_all();

@@ -13,7 +13,13 @@
 
 namespace foundation::httpclient_core {
 
+// System headers (<arpa/nameser_compat.h> through <resolv.h>, <protocols/talkd.h>)
+// define DELETE as a macro; it is set aside here so that this header compiles
+// whatever was included before it.
+#pragma push_macro("DELETE")
+#undef DELETE
 enum class HttpMethod { GET = 0, POST = 1, DELETE = 2, PUT = 3, HEAD = 4, PATCH = 5, UNKNOWN = 6 };
+#pragma pop_macro("DELETE")
 
 // The method whose text is exactly name (case-sensitive, untrimmed).
 // Throws std::out_of_range "map::at:  key not found" (two blanks) for any other

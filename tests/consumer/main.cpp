@@ -1,5 +1,9 @@
 // Uses the installed package the way an application does: through the
 // umbrella header, with type information that crosses the library boundary.
+// A networking application may well have included <resolv.h> (and its DELETE
+// macro) first.
+#include <resolv.h>
+
 #include <httpclient_core/httpclient_core.hpp>
 #ifdef CONSUMER_WITH_CURL
 #include <httpclient_curl/CurlHttpClient.hpp>
@@ -28,6 +32,54 @@ void check(bool condition, const char* what)
     if (!condition) {
         std::cerr << "consumer check failed: " << what << '\n';
         ++failures;
+    }
+}
+
+// A transport of the application's own, derived from the library's abstract
+// client, that always times out.
+class TimingOutClient : public HttpClient {
+public:
+    mutable int attempts = 0;
+
+    void cancelAsyncRequest(unsigned long) const override {}
+    void cancelAllAsyncRequests() const override {}
+    void waitForAsyncRequests() const override {}
+    std::size_t pendingAsyncRequests() const override { return 0; }
+
+protected:
+    void performRequest(HttpRequest&, HttpResponse&) const override
+    {
+        ++attempts;
+        throw HttpRequestTimeoutException();
+    }
+    void performAsyncRequest(HttpRequest, HttpResponse, unsigned long, CompletionHandler) const override {}
+};
+
+// The library's DefaultRetry, reached through target<DefaultRetry>(), must
+// recognise a time-out thrown here, and the application must catch it again.
+void checkRetryAcrossTheBoundary()
+{
+    ClientConfiguration configuration;
+    auto strategy = configuration.retryStrategy();
+    auto* retry = strategy.target<DefaultRetry>();
+    check(retry != nullptr, "target<DefaultRetry>() on the default strategy");
+    if (retry == nullptr) {
+        return;
+    }
+    retry->setBackoffOverride([](int) {});
+    TimingOutClient client;
+    client.setClientConfiguration(configuration.withRetryStrategy(strategy));
+    try {
+        client.makeRequest(HttpRequest(HttpMethod::PUT, URL{"http://test/"}, {}));
+        check(false, "a time-out is rethrown");
+    } catch (const HttpRequestTimeoutException& error) {
+        check(std::string(error.what()) == "Request timed out.", "time-out text");
+    }
+    check(client.attempts == 1, "a PUT is not retried");
+    try {
+        client.makeRequest(HttpRequest(HttpMethod::GET, URL{"http://test/"}, {}));
+    } catch (const HttpRequestFailedException&) {
+        check(client.attempts == 1 + 5, "a GET that times out is tried five times");
     }
 }
 
@@ -81,6 +133,7 @@ int main()
     QueryParameters query{{"q", "a b"}};
     check(query.toString() == "?q=a%20b", "query text");
     check(createHttpMethod("PATCH") == HttpMethod::PATCH, "method");
+    checkRetryAcrossTheBoundary();
 
 #ifdef CONSUMER_WITH_CURL
     checkCurlClient();

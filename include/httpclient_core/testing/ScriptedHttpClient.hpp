@@ -122,6 +122,9 @@ private:
 
     ScriptedReply nextReply(HttpRequest& request, std::optional<unsigned long> requestId) const;
     static void play(const ScriptedReply& reply, HttpRequest& request, HttpResponse& response);
+    // Plays one asynchronous attempt and completes it; everything the job
+    // holds is released before it stops counting as in flight.
+    void run(Job job, bool wasCancelled) const;
     void serve();
 
     mutable std::mutex mutex;
