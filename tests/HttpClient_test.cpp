@@ -412,7 +412,7 @@ TEST(ScriptedHttpClient, CompletesCancelledRequestsWithTheCancelledException)
     client->cancelAsyncRequest(id);
     release.set_value();
     ASSERT_TRUE(support::ready(future));
-    EXPECT_THROW_MSG(future.get(), HttpRequestCancelledException, "Request cancelled");
     client->waitForAsyncRequests();
     EXPECT_EQ(client->pendingAsyncRequests(), 0U);
+    EXPECT_THROW_MSG(future.get(), HttpRequestCancelledException, "Request cancelled");
 }
