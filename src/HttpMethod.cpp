@@ -5,9 +5,22 @@
 
 namespace foundation::httpclient_core {
 
-namespace {
+HttpMethod createHttpMethod(const std::string& name)
+{
+    static const std::map<std::string, HttpMethod> methods{
+        {"GET", HttpMethod::GET},   {"POST", HttpMethod::POST}, {"DELETE", HttpMethod::DELETE},
+        {"PUT", HttpMethod::PUT},   {"HEAD", HttpMethod::HEAD}, {"PATCH", HttpMethod::PATCH},
+    };
+    const auto found = methods.find(name);
+    if (found == methods.end()) {
+        // The text of a failed map lookup, fixed here rather than left to
+        // whatever the standard library's own at() happens to say.
+        throw std::out_of_range("map::at:  key not found");
+    }
+    return found->second;
+}
 
-const char* methodText(HttpMethod method)
+std::string to_string(HttpMethod method)
 {
     switch (method) {
     case HttpMethod::GET:
@@ -28,26 +41,9 @@ const char* methodText(HttpMethod method)
     return "UNKNOWN";
 }
 
-} // namespace
-
-HttpMethod createHttpMethod(const std::string& name)
-{
-    static const std::map<std::string, HttpMethod> methods{
-        {"GET", HttpMethod::GET},   {"POST", HttpMethod::POST}, {"DELETE", HttpMethod::DELETE},
-        {"PUT", HttpMethod::PUT},   {"HEAD", HttpMethod::HEAD}, {"PATCH", HttpMethod::PATCH},
-    };
-    const auto found = methods.find(name);
-    if (found == methods.end()) {
-        // The text of a failed map lookup, fixed here rather than left to
-        // whatever the standard library's own at() happens to say.
-        throw std::out_of_range("map::at:  key not found");
-    }
-    return found->second;
-}
-
 std::ostream& operator<<(std::ostream& out, HttpMethod method)
 {
-    return out << methodText(method);
+    return out << to_string(method);
 }
 
 } // namespace foundation::httpclient_core

@@ -21,6 +21,7 @@ TEST(HttpMethod, IsCreatedOnlyFromItsExactTextAndPrintsIt)
         std::ostringstream out;
         out << createHttpMethod(text);
         EXPECT_EQ(out.str(), text);
+        EXPECT_EQ(to_string(createHttpMethod(text)), text);
     }
     EXPECT_EQ(createHttpMethod("DELETE"), HttpMethod::DELETE);
     for (const char* text : {"get", " GET", "GET ", "Put", "UNKNOWN", ""}) {
@@ -35,5 +36,6 @@ TEST(HttpMethod, PrintsUnknownForAnyValueOutsideGetToPatch)
         std::ostringstream out;
         out << HttpMethod::UNKNOWN << ' ' << static_cast<HttpMethod>(value);
         EXPECT_EQ(out.str(), "UNKNOWN UNKNOWN");
+        EXPECT_EQ(to_string(static_cast<HttpMethod>(value)), "UNKNOWN");
     }
 }

@@ -26,7 +26,10 @@ enum class HttpMethod { GET = 0, POST = 1, DELETE = 2, PUT = 3, HEAD = 4, PATCH 
 // text, "UNKNOWN" included.
 HTTPCLIENT_CORE_EXPORT HttpMethod createHttpMethod(const std::string& name);
 
-// Writes the method's text; any value outside GET to PATCH writes "UNKNOWN".
+// The method's text ("DELETE"); any value outside GET to PATCH gives "UNKNOWN".
+HTTPCLIENT_CORE_EXPORT std::string to_string(HttpMethod method);
+
+// Writes to_string(method).
 HTTPCLIENT_CORE_EXPORT std::ostream& operator<<(std::ostream& out, HttpMethod method);
 
 } // namespace foundation::httpclient_core

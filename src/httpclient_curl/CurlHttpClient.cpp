@@ -216,24 +216,14 @@ curl_off_t uploadSize(const HttpRequest& request, const std::string& url)
     return size;
 }
 
-const char* methodName(HttpMethod method, const std::string& url)
+// The request line's method; UNKNOWN cannot be sent.
+std::string methodName(HttpMethod method, const std::string& url)
 {
-    switch (method) {
-    case HttpMethod::GET:
-        return "GET";
-    case HttpMethod::POST:
-        return "POST";
-    case HttpMethod::DELETE:
-        return "DELETE";
-    case HttpMethod::PUT:
-        return "PUT";
-    case HttpMethod::HEAD:
-        return "HEAD";
-    case HttpMethod::PATCH:
-        return "PATCH";
-    default:
+    const std::string name = to_string(method);
+    if (name == "UNKNOWN") {
         throwUnsupportedMethod(url);
     }
+    return name;
 }
 
 void append(HeaderList& list, const std::string& line)
@@ -414,7 +404,7 @@ private:
     void setMethod()
     {
         const HttpMethod method = request.getHttpMethod();
-        const char* const name = methodName(method, url);
+        const std::string name = methodName(method, url);
         const bool hasBody = request.hasRequestBody();
         if (method == HttpMethod::HEAD) {
             set(CURLOPT_NOBODY, 1L);
@@ -425,7 +415,7 @@ private:
             return;
         }
         if (!hasBody && method == HttpMethod::DELETE) {
-            set(CURLOPT_CUSTOMREQUEST, name);
+            set(CURLOPT_CUSTOMREQUEST, name.c_str());
             return;
         }
         const curl_off_t size = hasBody ? uploadSize(request, url) : 0;
@@ -440,7 +430,7 @@ private:
             set(CURLOPT_UPLOAD, 1L);
             set(CURLOPT_INFILESIZE_LARGE, size);
             if (method != HttpMethod::PUT) {
-                set(CURLOPT_CUSTOMREQUEST, name);
+                set(CURLOPT_CUSTOMREQUEST, name.c_str());
             }
         }
     }
