@@ -8,6 +8,7 @@ namespace foundation::httpclient_core {
 
 // The fields are taken by value, as every stored-or-consumed argument of this
 // library is, so callers can hand over a collection they no longer need.
+// cppcheck-suppress passedByValue
 FormUrlEncoded::FormUrlEncoded(NameValueCollection fields) // NOLINT(performance-unnecessary-value-param)
     : body(fields.toString("&", "=", PercentEncoder("+"))) {}
 

@@ -122,6 +122,7 @@ std::string HttpResponse::getResponseBodyString() const
     return std::string(std::istreambuf_iterator<char>(body.rdbuf()), std::istreambuf_iterator<char>());
 }
 
+// cppcheck-suppress passedByValue
 void HttpResponse::setResponseBody(std::string body) // NOLINT(performance-unnecessary-value-param)
 {
     setHeaderValue(HttpHeaders::CONTENT_LENGTH, std::to_string(body.size()));
