@@ -1,16 +1,26 @@
 #include <httpclient_core/NameValueCollection.hpp>
 
 #include <algorithm>
-#include <clocale>
-#include <locale.h>
-#include <new>
+#include <array>
 #include <sstream>
 #include <stdexcept>
-#include <strings.h>
 
 namespace foundation::httpclient_core {
 
 namespace {
+
+// ASCII letters folded to lower case, every other byte as it is: the "C"
+// locale's tolower, independent of any locale.
+constexpr std::array<unsigned char, 256> makeFold()
+{
+    std::array<unsigned char, 256> fold{};
+    for (unsigned c = 0; c < 256; ++c) {
+        fold[c] = static_cast<unsigned char>(c >= 'A' && c <= 'Z' ? c + 32 : c);
+    }
+    return fold;
+}
+
+constexpr std::array<unsigned char, 256> fold = makeFold();
 
 [[noreturn]] void throwNotFound(const std::string& name)
 {
@@ -35,27 +45,16 @@ void render(const NameValueCollection& collection, const std::string& entrySepar
 
 } // namespace
 
-class NameValueCollection::CaseInsensitiveCompare::Impl {
-public:
-    Impl() : locale(newlocale(LC_CTYPE_MASK, "C", nullptr))
-    {
-        if (locale == nullptr) {
-            throw std::bad_alloc();
-        }
-    }
-    Impl(const Impl&) = delete;
-    Impl& operator=(const Impl&) = delete;
-    ~Impl() { freelocale(locale); }
-
-    locale_t locale;
-};
-
-NameValueCollection::CaseInsensitiveCompare::CaseInsensitiveCompare() : impl(std::make_shared<const Impl>()) {}
-
 bool NameValueCollection::CaseInsensitiveCompare::operator()(const std::string& left,
                                                              const std::string& right) const
 {
-    return strcasecmp_l(left.c_str(), right.c_str(), impl->locale) < 0;
+    const auto* a = reinterpret_cast<const unsigned char*>(left.c_str());
+    const auto* b = reinterpret_cast<const unsigned char*>(right.c_str());
+    while (fold[*a] == fold[*b] && *a != 0) {
+        ++a;
+        ++b;
+    }
+    return fold[*a] < fold[*b];
 }
 
 NameValueCollection::NameValueCollection() = default;

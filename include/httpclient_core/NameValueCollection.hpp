@@ -18,7 +18,6 @@
 #include <initializer_list>
 #include <list>
 #include <map>
-#include <memory>
 #include <ostream>
 #include <string>
 #include <utility>
@@ -36,21 +35,11 @@ public:
     using Transform = std::function<std::string(std::string)>;
 
     // Orders names as strcasecmp_l does in the "C" locale: C strings (up to the
-    // first NUL byte), ASCII letters folded, every other byte compared as is.
-    // Each default-constructed comparator owns a fresh locale handle; copies share it.
+    // first NUL byte), ASCII letters folded, every other byte compared as an
+    // unsigned value. Holds no state and consults no locale.
     class HTTPCLIENT_CORE_EXPORT CaseInsensitiveCompare {
     public:
-        CaseInsensitiveCompare();
-        // Copies (and moves, which copy) share the locale handle, so a
-        // moved-from collection can still be assigned to.
-        CaseInsensitiveCompare(const CaseInsensitiveCompare&) = default;
-        CaseInsensitiveCompare& operator=(const CaseInsensitiveCompare&) = default;
-        ~CaseInsensitiveCompare() = default;
         bool operator()(const std::string& left, const std::string& right) const;
-
-    private:
-        class Impl;
-        std::shared_ptr<const Impl> impl;
     };
 
     NameValueCollection();
