@@ -109,7 +109,7 @@ std::iostream& HttpResponse::getResponseBody() const
 {
     const std::lock_guard<std::mutex> lock(bodyMutex);
     if (!responseBody) {
-        auto stream = responseStreamFactory(responseCode, responseCodeReason, getHeaders());
+        auto stream = responseStreamFactory(responseCode, responseCodeReason, headerFields());
         responseBody = std::move(stream);
         initialBodyPosition = responseBody->tellp();
     }

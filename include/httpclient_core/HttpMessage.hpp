@@ -78,6 +78,9 @@ protected:
     HttpMessage& operator=(const HttpMessage&) = default;
     HttpMessage& operator=(HttpMessage&&) noexcept = default;
 
+    // The header set itself, for derived classes that only read it.
+    const HttpHeaders& headerFields() const noexcept { return headers; }
+
 private:
     HttpHeaders headers;
 };
