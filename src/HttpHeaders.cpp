@@ -1,6 +1,7 @@
 #include <httpclient_core/HttpHeaders.hpp>
 
 #include <stdexcept>
+#include <string_view>
 
 namespace foundation::httpclient_core {
 
@@ -13,10 +14,11 @@ constexpr const char* whitespace = " \t\r\n";
     throw std::runtime_error("Missing delimiter <" + delimiter + "> when parsing : <" + text + ">");
 }
 
-std::string trim(const std::string& text)
+// The text without leading and trailing whitespace; a view into text.
+std::string_view trim(std::string_view text)
 {
     const auto first = text.find_first_not_of(whitespace);
-    if (first == std::string::npos) {
+    if (first == std::string_view::npos) {
         return {};
     }
     const auto last = text.find_last_not_of(whitespace);
@@ -24,15 +26,16 @@ std::string trim(const std::string& text)
 }
 
 // Calls piece(raw) for every piece of text between separators, empty pieces
-// included, exactly as the element and parameter splitters cut.
+// included, exactly as the element and parameter splitters cut; each piece is
+// a view into text.
 template <typename Piece>
-void cut(const std::string& text, const std::string& separators, Piece piece)
+void cut(std::string_view text, const std::string& separators, Piece piece)
 {
     std::size_t start = 0;
     while (true) {
-        const auto position = separators.empty() ? std::string::npos : text.find_first_of(separators, start);
-        if (position == std::string::npos) {
-            piece(start < text.size() ? text.substr(start) : std::string());
+        const auto position = separators.empty() ? std::string_view::npos : text.find_first_of(separators, start);
+        if (position == std::string_view::npos) {
+            piece(start < text.size() ? text.substr(start) : std::string_view());
             return;
         }
         piece(text.substr(start, position - start));
@@ -93,10 +96,10 @@ void HttpHeaders::splitElements(const std::string& text, const std::function<voi
                                 const std::string& separators, bool skipEmpty)
 {
     const auto deliver = callback;
-    cut(text, separators, [&](const std::string& raw) {
+    cut(text, separators, [&](std::string_view raw) {
         const auto element = trim(raw);
         if (!skipEmpty || !element.empty()) {
-            deliver(element);
+            deliver(std::string(element));
         }
     });
 }
@@ -109,13 +112,13 @@ std::pair<std::string, std::string> HttpHeaders::splitParameter(const std::strin
         return {};
     }
     const auto position = trimmed.find(delimiter);
-    if (position == std::string::npos) {
+    if (position == std::string_view::npos) {
         throwMissingDelimiter(delimiter, text);
     }
-    auto name = trim(trimmed.substr(0, position));
+    const auto name = trim(trimmed.substr(0, position));
     const auto valueStart = position + 1;
-    auto value = valueStart >= trimmed.size() ? std::string() : trim(trimmed.substr(valueStart));
-    return {std::move(name), std::move(value)};
+    const auto value = valueStart >= trimmed.size() ? std::string_view() : trim(trimmed.substr(valueStart));
+    return {std::string(name), std::string(value)};
 }
 
 std::pair<std::string, NameValueCollection> HttpHeaders::splitParameters(const std::string& text,
@@ -123,11 +126,11 @@ std::pair<std::string, NameValueCollection> HttpHeaders::splitParameters(const s
 {
     std::string leading;
     NameValueCollection parameters;
-    cut(text, separators, [&](const std::string& piece) {
+    cut(text, separators, [&](std::string_view piece) {
         if (leading.empty()) {
             leading = piece;
         } else {
-            parameters.add(splitParameter(piece, "="));
+            parameters.add(splitParameter(std::string(piece), "="));
         }
     });
     return {std::move(leading), std::move(parameters)};
