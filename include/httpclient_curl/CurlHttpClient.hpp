@@ -15,9 +15,11 @@
 // Asynchronous transfers run on at most maxThreads event-loop threads with at
 // most maxRequestsPerThread transfers each; more wait in a queue. Completion
 // handlers, and so the retry strategy's backoff sleep, never run on those
-// threads: they run on a pool of at most maxThreads x maxRequestsPerThread
-// completion threads, so a handler that blocks stalls no transfer. Limits
-// below 1 count as 1.
+// threads, so a handler that blocks stalls no transfer. They run on a pool of
+// completion threads that starts with one, which runs the handlers one after
+// another; when completions have waited about 5 ms because every completion
+// thread is inside a handler, another thread joins, up to maxThreads x
+// maxRequestsPerThread. Limits below 1 count as 1.
 //
 // Failures: HttpRequestTimeoutException when a time-out fires,
 // HttpRequestCancelledException when the progress callback aborts or the

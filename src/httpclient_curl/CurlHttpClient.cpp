@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <cstdio>
@@ -598,11 +599,26 @@ std::exception_ptr cancellation()
     return std::make_exception_ptr(HttpRequestCancelledException());
 }
 
+using Clock = std::chrono::steady_clock;
+
+// How long completions may wait while every completion thread is inside a
+// handler before another completion thread is started.
+constexpr std::chrono::milliseconds stallThreshold(5);
+// The longest an event loop stays in poll when nothing else wakes it.
+constexpr std::chrono::milliseconds pollInterval(1000);
+
 } // namespace
 
 // The asynchronous machinery and the pool of easy handles. One mutex guards
-// the queue, the limits, the in-flight counts and the completion queue; it is
-// never held while libcurl transfers or while a handler runs.
+// the queue, the limits, the in-flight counts, the completion queue and the
+// completion threads' bookkeeping; it is never held while libcurl transfers
+// or while a handler runs.
+//
+// Completions run on a pool that starts with one thread, which takes them one
+// after another. Another thread joins only when completions are waiting and
+// no completion thread has taken one for stallThreshold, that is when every
+// thread is held up inside a handler; the event loops look at this again
+// before they wait in poll, and poll no longer than until it is due.
 class CurlHttpClient::Impl {
 public:
     Impl() { initialiseCurl(); }
@@ -631,9 +647,9 @@ public:
         if (refused) {
             job->error = cancellation();
             complete(std::move(job));
-            return;
+        } else {
+            queue.push_back(std::move(job));
         }
-        queue.push_back(std::move(job));
         wakeLoops();
     }
 
@@ -701,7 +717,17 @@ private:
         EventLoop(const EventLoop&) = delete;
         EventLoop& operator=(const EventLoop&) = delete;
 
-        void wake() const { curl_multi_wakeup(multi.get()); }
+        // Makes the loop look at the engine's state again: at once when it
+        // waits in poll, else before it would wait. Runs under the engine's
+        // mutex; libcurl is woken only when the loop is in poll, once.
+        void wake()
+        {
+            signalled = true;
+            if (polling) {
+                polling = false;
+                curl_multi_wakeup(multi.get());
+            }
+        }
         void join() { thread.join(); }
 
         // Jobs taken from the queue and not yet handed to completion; guarded by the engine's mutex.
@@ -718,9 +744,11 @@ private:
                     if (engine.finished) {
                         return;
                     }
+                    polling = false;
+                    signalled = false;
+                    engine.superviseCompletions(Clock::now());
                     withdrawn = withdrawCancelled();
-                    while (index < engine.threadLimit && load < engine.requestsPerThreadLimit &&
-                           !engine.queue.empty()) {
+                    while (mayTakeQueuedJob()) {
                         started.push_back(std::move(engine.queue.front()));
                         engine.queue.pop_front();
                         ++load;
@@ -738,8 +766,29 @@ private:
                 int running = 0;
                 curl_multi_perform(multi.get(), &running);
                 collectFinished();
-                curl_multi_poll(multi.get(), nullptr, 0, 1000, nullptr);
+                if (const auto timeout = pollTimeout()) {
+                    curl_multi_poll(multi.get(), nullptr, 0, *timeout, nullptr);
+                }
             }
+        }
+
+        // Runs under the engine's mutex.
+        bool mayTakeQueuedJob() const
+        {
+            return index < engine.threadLimit && load < engine.requestsPerThreadLimit && !engine.queue.empty();
+        }
+
+        // How long the loop may wait in poll: not at all when it was woken
+        // since its round began or may take a queued job, else until the
+        // completions want another look. From here on wake() ends the poll.
+        std::optional<int> pollTimeout()
+        {
+            const std::lock_guard<std::mutex> lock(engine.mutex);
+            if (engine.finished || signalled || mayTakeQueuedJob()) {
+                return std::nullopt;
+            }
+            polling = true;
+            return static_cast<int>(engine.superviseCompletions(Clock::now()).count());
         }
 
         // The active jobs whose request was cancelled; runs under the engine's mutex.
@@ -792,48 +841,78 @@ private:
             }
         }
 
-        // Frees the job's place; the next round takes queued work without waiting in poll.
+        // Frees the job's place; the loop takes queued work before it would wait in poll.
         void finish(std::unique_ptr<Job> job)
         {
             const std::lock_guard<std::mutex> lock(engine.mutex);
             --load;
             engine.complete(std::move(job));
-            if (!engine.queue.empty()) {
-                wake();
-            }
         }
 
         Impl& engine;
         const std::size_t index;
         const MultiHandle multi;
         std::vector<std::unique_ptr<Job>> active;
+        // Both guarded by the engine's mutex: the loop is in (or about to
+        // enter) poll, and it was woken since its round began.
+        bool polling = false;
+        bool signalled = false;
         std::thread thread;
     };
 
-    // Hands a finished attempt to a completion thread, starting another one
-    // when every thread is busy and the pool is below its size. Runs under the mutex.
+    // Queues a finished attempt for the completion threads. Runs under the mutex.
     void complete(std::unique_ptr<Job> job)
     {
         completions.push_back(std::move(job));
-        if (completions.size() > idleCompletionThreads &&
-            completionThreads.size() < threadLimit * requestsPerThreadLimit) {
-            completionThreads.emplace_back([this] { runCompletions(); });
+        superviseCompletions(Clock::now());
+    }
+
+    // Gets waiting completions going: wakes an idle completion thread, or
+    // starts one when there is none yet, or when none has taken a completion
+    // for stallThreshold and the pool is below its size. Returns how soon to
+    // look again. Runs under the mutex.
+    std::chrono::milliseconds superviseCompletions(Clock::time_point now)
+    {
+        if (completions.empty()) {
+            return pollInterval;
         }
-        completionsReady.notify_one();
+        if (idleCompletionThreads > 0) {
+            if (!wakeupPending) {
+                wakeupPending = true;
+                completionsReady.notify_one();
+            }
+            return pollInterval;
+        }
+        if (completionThreads.size() >= threadLimit * requestsPerThreadLimit) {
+            return pollInterval;
+        }
+        const auto stalled = now - lastTaken;
+        if (completionThreads.empty() || stalled >= stallThreshold) {
+            completionThreads.emplace_back([this] { runCompletions(); });
+            lastTaken = now;
+            return stallThreshold;
+        }
+        return std::chrono::ceil<std::chrono::milliseconds>(stallThreshold - stalled);
     }
 
     void runCompletions()
     {
         std::unique_lock<std::mutex> lock(mutex);
         while (true) {
-            ++idleCompletionThreads;
-            completionsReady.wait(lock, [this] { return finished || !completions.empty(); });
-            --idleCompletionThreads;
             if (completions.empty()) {
-                return;
+                if (finished) {
+                    return;
+                }
+                ++idleCompletionThreads;
+                completionsReady.wait(lock);
+                --idleCompletionThreads;
+                wakeupPending = false;
+                continue;
             }
             std::unique_ptr<Job> job = std::move(completions.front());
             completions.pop_front();
+            lastTaken = Clock::now();
+            superviseCompletions(lastTaken);
             lock.unlock();
             const unsigned long requestId = job->requestId;
             job->handler(std::move(job->request), std::move(job->response), std::move(job->error));
@@ -892,7 +971,7 @@ private:
         }
     }
 
-    void wakeLoops() const
+    void wakeLoops()
     {
         for (const auto& loop : loops) {
             loop->wake();
@@ -911,7 +990,11 @@ private:
     std::size_t requestsPerThreadLimit = 1;
     std::vector<std::unique_ptr<EventLoop>> loops;
     std::vector<std::thread> completionThreads;
+    // Completion threads waiting for work, whether one of them has been
+    // notified and not yet woken, and when a completion was last taken.
     std::size_t idleCompletionThreads = 0;
+    bool wakeupPending = false;
+    Clock::time_point lastTaken;
     bool stopping = false;
     bool finished = false;
 };
