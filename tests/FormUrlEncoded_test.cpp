@@ -32,7 +32,6 @@ TEST(FormUrlEncoded, RendersEncodedPairsWithPlusForSpaceAndKeepsEqualsSignOfEmpt
         {{{"name", "John Smith"}, {"city", "a&b=c"}}, "name=John+Smith&city=a%26b%3Dc"},
         {{{"q", "1+1"}, {"flag", ""}}, "q=1%2B1&flag="},
         {{{"my key", "x"}}, "my+key=x"},
-        {{{"v", "\xC3\xA9"}}, "v=%C3%A9"},
         {{{"a", "1"}, {"A", "2"}, {"a", "~-._%"}}, "a=1&A=2&a=~-._%25"},
     };
     for (const auto& row : rows) {

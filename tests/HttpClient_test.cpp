@@ -13,10 +13,9 @@
 #include <string>
 
 using namespace foundation::httpclient_core;
-using support::get;
-using support::StrategyLog;
 using foundation::httpclient_core::testing::ScriptedHttpClient;
 using foundation::httpclient_core::testing::ScriptedReply;
+using support::get;
 
 namespace {
 
@@ -24,9 +23,39 @@ using Calls = std::vector<std::pair<int, int>>;
 
 const ScriptedReply ok = ScriptedReply::status(HttpResponseCode::OK, "OK");
 
+// A scripted client whose strategy allows the first `retries` retries and
+// records every (attempt, failuresSinceSuccess) pair it is asked about.
+class RetryingClient : public ScriptedHttpClient {
+public:
+    explicit RetryingClient(int retries, bool resume = false) { retryUpTo(retries, resume); }
+
+    void retryUpTo(int retries, bool resume = false)
+    {
+        calls.clear();
+        setClientConfiguration(support::with(
+            [this, retries](const HttpRequest&, const HttpResponse&, const std::exception_ptr&, int attempt,
+                            int failures) {
+                calls.emplace_back(attempt, failures);
+                return static_cast<int>(calls.size()) <= retries;
+            },
+            resume));
+    }
+
+    Calls calls;
+};
+
 ScriptedReply failed(const std::string& what = "cut")
 {
     return ScriptedReply::failure(HttpRequestFailedException(what));
+}
+
+// A 200 whose transfer breaks after these body bytes.
+ScriptedReply cutAfter(const std::string& body, const std::string& acceptRanges = "bytes")
+{
+    return ScriptedReply(ok)
+        .withHeader("Accept-Ranges", acceptRanges)
+        .withBody(body)
+        .thenThrow(HttpRequestFailedException("cut"));
 }
 
 HttpRequest withBody(HttpHeaders headers)
@@ -36,20 +65,14 @@ HttpRequest withBody(HttpHeaders headers)
     return request;
 }
 
-// Records what the response looked like when each attempt began.
-class ObservingClient : public ScriptedHttpClient {
-public:
-    mutable std::vector<std::pair<HttpResponseCode, std::string>> seen;
-    mutable std::vector<std::size_t> headerCounts;
-
-protected:
-    void performRequest(HttpRequest& request, HttpResponse& response) const override
-    {
-        seen.emplace_back(response.getResponseCode(), response.getResponseCodeReason());
-        headerCounts.push_back(response.getHeaders().size());
-        ScriptedHttpClient::performRequest(request, response);
-    }
-};
+// A GET whose progress callback records the download figures it sees.
+HttpRequest recordingProgress(std::vector<Progress>& seen)
+{
+    return std::move(get().withProgressCallback([&seen](const Progress& figures) {
+        seen.push_back(figures);
+        return ProgressResult::Continue;
+    }));
+}
 
 } // namespace
 
@@ -71,27 +94,30 @@ TEST(HttpClientValidation, RequiresALengthOrAnEncodingAndRefusesTheirMixUnlessId
 
 TEST(HttpClientMakeRequest, HandsTheStrategyAttemptAndFailureCountsAndRetriesUntilItDeclines)
 {
-    ScriptedHttpClient client;
-    StrategyLog log;
-    client.setClientConfiguration(support::with(log.allow(2)));
+    RetryingClient client(2);
     client.enqueue(failed());
     client.enqueue(failed());
     client.enqueue(ok);
     EXPECT_EQ(client.makeRequest(get()).getResponseCode(), HttpResponseCode::OK);
-    EXPECT_EQ(log.calls, (Calls{{1, 1}, {2, 2}, {3, 3}}));
+    EXPECT_EQ(client.calls, (Calls{{1, 1}, {2, 2}, {3, 3}}));
     EXPECT_EQ(client.attempts().size(), 3U);
 }
 
-TEST(HttpClientMakeRequest, ResetsTheFailureCountOnlyOnTheAttemptAfterASuccessCodedOne)
+TEST(HttpClient, ResetsTheFailureCountAfterASuccessCodedAttemptSynchronouslyButOnItAsynchronouslyByDesign)
 {
-    ScriptedHttpClient client;
-    StrategyLog log;
-    client.setClientConfiguration(support::with(log.allow(2)));
+    RetryingClient client(2);
     client.enqueue(ScriptedReply(ok).thenThrow(HttpRequestFailedException("after the status line")));
     client.enqueue(failed());
     client.enqueue(failed());
     EXPECT_THROW(client.makeRequest(get()), HttpRequestFailedException);
-    EXPECT_EQ(log.calls, (Calls{{1, 1}, {2, 1}, {3, 2}}));
+    EXPECT_EQ(client.calls, (Calls{{1, 1}, {2, 1}, {3, 2}}));
+
+    client.retryUpTo(0);
+    client.enqueue(ScriptedReply(ok).thenThrow(HttpRequestFailedException("after the status line")));
+    auto [future, id] = client.makeAsyncRequest(get());
+    ASSERT_TRUE(support::ready(future));
+    EXPECT_THROW(future.get(), HttpRequestFailedException);
+    EXPECT_EQ(client.calls, (Calls{{1, 0}}));
 }
 
 TEST(HttpClientMakeRequest, RethrowsTheVeryExceptionObjectOfTheLastAttempt)
@@ -122,31 +148,39 @@ TEST(HttpClientMakeRequest, ThrowsBadFunctionCallAfterTheFirstAttemptWhenTheStra
     EXPECT_EQ(client.attempts().size(), 1U);
 }
 
-TEST(HttpClientMakeRequest, ReturnsAnErrorStatusAsANormalResponse)
+TEST(HttpClient, UsesTheRequestsOwnConfigurationInsteadOfTheClientsForEveryAttempt)
 {
-    ScriptedHttpClient client;
-    client.enqueue(ScriptedReply::status(HttpResponseCode::NotFound, "Not Found"));
-    EXPECT_EQ(client.makeRequest(get()).getResponseCode(), HttpResponseCode::NotFound);
-}
-
-TEST(HttpClientMakeRequest, UsesTheRequestsOwnConfigurationInsteadOfTheClients)
-{
-    ScriptedHttpClient client;
-    StrategyLog log;
-    client.setClientConfiguration(support::with(log.allow(5)));
+    RetryingClient client(5);
     client.enqueue(failed());
-    auto request = get();
-    request.setClientConfiguration(support::with(noRetriesStrategy()));
-    EXPECT_THROW(client.makeRequest(std::move(request)), HttpRequestFailedException);
-    EXPECT_TRUE(log.calls.empty());
-    EXPECT_EQ(client.attempts().size(), 1U);
+    client.enqueue(failed());
+    const auto ownConfiguration = [] {
+        return std::move(get().withClientConfiguration(support::with(noRetriesStrategy())));
+    };
+    EXPECT_THROW(client.makeRequest(ownConfiguration()), HttpRequestFailedException);
+    auto [future, id] = client.makeAsyncRequest(ownConfiguration());
+    ASSERT_TRUE(support::ready(future));
+    EXPECT_THROW(future.get(), HttpRequestFailedException);
+    EXPECT_TRUE(client.calls.empty());
+    EXPECT_EQ(client.attempts().size(), 2U);
 }
 
 TEST(HttpClientRetry, RewindsTheBodyAndMarksTheResponseNotMadeBeforeEachRetry)
 {
+    // Records what the response looked like when each attempt began.
+    class ObservingClient : public RetryingClient {
+    public:
+        ObservingClient() : RetryingClient(1) {}
+        mutable std::vector<std::tuple<HttpResponseCode, std::string, std::size_t>> seen;
+
+    protected:
+        void performRequest(HttpRequest& request, HttpResponse& response) const override
+        {
+            seen.emplace_back(response.getResponseCode(), response.getResponseCodeReason(),
+                              response.getHeaders().size());
+            RetryingClient::performRequest(request, response);
+        }
+    };
     ObservingClient client;
-    StrategyLog log;
-    client.setClientConfiguration(support::with(log.allow(1)));
     client.enqueue(ScriptedReply::status(HttpResponseCode::ServiceUnavailable, "Busy").withHeader("Retry", "1"));
     client.makeRequest(withBody({{"Content-Length", "7"}}));
 
@@ -155,42 +189,27 @@ TEST(HttpClientRetry, RewindsTheBodyAndMarksTheResponseNotMadeBeforeEachRetry)
     EXPECT_EQ(attempts[0].body, "payload");
     EXPECT_EQ(attempts[1].body, "payload");
     ASSERT_EQ(client.seen.size(), 2U);
-    EXPECT_EQ(client.seen[1].first, HttpResponseCode::RequestNotMade);
-    EXPECT_EQ(client.seen[1].second, "Request Not Made");
-    EXPECT_EQ(client.headerCounts[1], 0U);
+    EXPECT_EQ(client.seen[1],
+              std::make_tuple(HttpResponseCode::RequestNotMade, std::string("Request Not Made"), std::size_t{0}));
 }
 
 TEST(HttpClientRetry, LeavesTheResponseUntouchedWhenNoStatusLineArrived)
 {
-    ScriptedHttpClient client;
-    StrategyLog log;
-    client.setClientConfiguration(support::with(log.allow(1)));
+    RetryingClient client(1);
     client.enqueue(failed());
     int callbacks = 0;
-    auto request = get();
-    request.setPreRespCodeAndHeadersCallback([&callbacks] { ++callbacks; });
-    client.makeRequest(std::move(request));
+    client.makeRequest(std::move(get().withPreRespCodeAndHeadersCallback([&callbacks] { ++callbacks; })));
     EXPECT_EQ(callbacks, 1) << "only the second attempt's status line, no reset";
 }
 
 TEST(HttpClientRetry, ResumesWithARangeAndOffsetsProgressWhenTheServerAcceptsByteRanges)
 {
-    ScriptedHttpClient client;
-    StrategyLog log;
-    client.setClientConfiguration(support::with(log.allow(1), true));
+    RetryingClient client(1, true);
     const std::string head(1000, 'a');
-    client.enqueue(ScriptedReply(ok).withHeader("Accept-Ranges", "bytes").withBody(head).thenThrow(
-        HttpRequestFailedException("cut")));
+    client.enqueue(cutAfter(head));
     client.enqueue(ScriptedReply::status(HttpResponseCode::PartialContent, "Partial").withBody("tail"));
     std::vector<Progress> progress;
-    auto request = get();
-    request.setProgressCallback([&progress](const Progress& figures) {
-        progress.push_back(figures);
-        return ProgressResult::Continue;
-    });
-
-    auto response = client.makeRequest(std::move(request));
-    EXPECT_EQ(response.getResponseBodyString(), head + "tail");
+    EXPECT_EQ(client.makeRequest(recordingProgress(progress)).getResponseBodyString(), head + "tail");
     const auto attempts = client.attempts();
     ASSERT_EQ(attempts.size(), 2U);
     EXPECT_FALSE(attempts[0].headers.hasHeader("Range"));
@@ -203,50 +222,34 @@ TEST(HttpClientRetry, ResumesWithARangeAndOffsetsProgressWhenTheServerAcceptsByt
 
 TEST(HttpClientRetry, WrapsTheProgressWrapperAgainOnASecondResumeByDesign)
 {
-    ScriptedHttpClient client;
-    StrategyLog log;
-    client.setClientConfiguration(support::with(log.allow(2), true));
-    for (const char* piece : {"ab", "cde"}) {
-        client.enqueue(ScriptedReply(ok).withHeader("Accept-Ranges", "bytes").withBody(piece).thenThrow(
-            HttpRequestFailedException("cut")));
-    }
+    RetryingClient client(2, true);
+    client.enqueue(cutAfter("ab"));
+    client.enqueue(cutAfter("cde"));
     client.enqueue(ScriptedReply::status(HttpResponseCode::PartialContent).withBody("f"));
-    std::vector<std::int64_t> seen;
-    auto request = get();
-    request.setProgressCallback([&seen](const Progress& figures) {
-        seen.push_back(figures.downloadNow);
-        return ProgressResult::Continue;
-    });
-    EXPECT_EQ(client.makeRequest(std::move(request)).getResponseBodyString(), "abcdef");
+    std::vector<Progress> progress;
+    EXPECT_EQ(client.makeRequest(recordingProgress(progress)).getResponseBodyString(), "abcdef");
     EXPECT_EQ(client.attempts()[2].headers.getHeaderValue("Range"), "bytes=5-");
     // The second wrapper adds its offset of 5 to the first one's 2: the figures
     // of the third attempt are raised by 7, not by the 5 bytes received.
-    EXPECT_EQ(seen, (std::vector<std::int64_t>{2, 5, 8}));
+    std::vector<std::int64_t> downloaded;
+    for (const auto& figures : progress) {
+        downloaded.push_back(figures.downloadNow);
+    }
+    EXPECT_EQ(downloaded, (std::vector<std::int64_t>{2, 5, 8}));
 }
 
-TEST(HttpClientRetry, ResetsTheBodyUnlessAcceptRangesIsExactlyBytes)
+TEST(HttpClientRetry, ResetsTheBodyUnlessAcceptRangesIsExactlyBytesOrTheReplyWasA416)
 {
     for (const bool resume : {true, false}) {
         SCOPED_TRACE(resume);
-        ScriptedHttpClient client;
-        StrategyLog log;
-        client.setClientConfiguration(support::with(log.allow(1), resume));
-        const char* acceptRanges = resume ? "Bytes" : "bytes";
-        client.enqueue(ScriptedReply(ok).withHeader("Accept-Ranges", acceptRanges).withBody("partial").thenThrow(
-            HttpRequestFailedException("cut")));
+        RetryingClient client(1, resume);
+        client.enqueue(cutAfter("partial", resume ? "Bytes" : "bytes"));
         client.enqueue(ScriptedReply(ok).withBody("whole"));
         EXPECT_EQ(client.makeRequest(get()).getResponseBodyString(), "wholeal") << "reset overwrites in place";
         EXPECT_FALSE(client.attempts()[1].headers.hasHeader("Range"));
     }
-}
-
-TEST(HttpClientRetry, DropsTheRangeAndStartsAfreshAfterA416)
-{
-    ScriptedHttpClient client;
-    StrategyLog log;
-    client.setClientConfiguration(support::with(log.allow(2), true));
-    client.enqueue(ScriptedReply(ok).withHeader("Accept-Ranges", "bytes").withBody("abc").thenThrow(
-        HttpRequestFailedException("cut")));
+    RetryingClient client(2, true);
+    client.enqueue(cutAfter("abc"));
     client.enqueue(ScriptedReply::status(HttpResponseCode::RangeNotSatisfiable).withHeader("Accept-Ranges", "bytes"));
     client.enqueue(ScriptedReply(ok).withBody("abcdef"));
     EXPECT_EQ(client.makeRequest(get()).getResponseBodyString(), "abcdef");
@@ -305,9 +308,7 @@ TEST(HttpClientAsync, NumbersRequestsFromZeroAndSkipsNoneButRefusedOnes)
 
 TEST(HttpClientAsync, RetriesUnderOneIdentifierAndCompletesOnceWithTheLastException)
 {
-    ScriptedHttpClient client;
-    StrategyLog log;
-    client.setClientConfiguration(support::with(log.allow(2)));
+    RetryingClient client(2);
     for (const char* what : {"first", "second", "third"}) {
         client.enqueue(failed(what));
     }
@@ -326,22 +327,10 @@ TEST(HttpClientAsync, RetriesUnderOneIdentifierAndCompletesOnceWithTheLastExcept
     EXPECT_EQ(message.get(), "third");
     client.waitForAsyncRequests();
     EXPECT_EQ(calls, 1);
-    EXPECT_EQ(log.calls, (Calls{{1, 1}, {2, 2}, {3, 3}}));
+    EXPECT_EQ(client.calls, (Calls{{1, 1}, {2, 2}, {3, 3}}));
     for (const auto& attempt : client.attempts()) {
         EXPECT_EQ(attempt.requestId, id);
     }
-}
-
-TEST(HttpClientAsync, ResetsTheFailureCountOnTheSuccessCodedAttemptItself)
-{
-    ScriptedHttpClient client;
-    StrategyLog log;
-    client.setClientConfiguration(support::with(log.allow(0)));
-    client.enqueue(ScriptedReply(ok).thenThrow(HttpRequestFailedException("after the status line")));
-    auto [future, id] = client.makeAsyncRequest(get());
-    ASSERT_TRUE(support::ready(future));
-    EXPECT_THROW(future.get(), HttpRequestFailedException);
-    EXPECT_EQ(log.calls, (Calls{{1, 0}}));
 }
 
 TEST(HttpClientAsync, FulfilsTheFutureWithTheResponseOrTheException)
@@ -361,10 +350,8 @@ TEST(HttpClientAsync, FulfilsTheFutureWithTheResponseOrTheException)
 TEST(HttpClientAsync, NeverRunsTheCallersHandlerWhenTheChainItselfFails)
 {
     ScriptedHttpClient client;
-    client.setClientConfiguration(support::with(
-        [](const HttpRequest&, const HttpResponse&, const std::exception_ptr&, int, int) -> bool {
-            throw std::runtime_error("strategy failed");
-        }));
+    client.setClientConfiguration(support::with([](const HttpRequest&, const HttpResponse&, const std::exception_ptr&,
+                                                   int, int) -> bool { throw std::runtime_error("strategy failed"); }));
     auto thrown = client.makeAsyncRequest(get());
     client.setClientConfiguration(support::with(RetryStrategy()));
     auto empty = client.makeAsyncRequest(get());
@@ -383,36 +370,21 @@ TEST(HttpClientAsync, NeverRunsTheCallersHandlerWhenTheChainItselfFails)
     }
 }
 
-TEST(HttpClientAsync, UsesTheRequestsOwnConfigurationForTheWholeChain)
-{
-    ScriptedHttpClient client;
-    StrategyLog log;
-    client.setClientConfiguration(support::with(log.allow(5)));
-    client.enqueue(failed());
-    auto request = get();
-    request.setClientConfiguration(support::with(noRetriesStrategy()));
-    auto [future, id] = client.makeAsyncRequest(std::move(request));
-    ASSERT_TRUE(support::ready(future));
-    EXPECT_THROW(future.get(), HttpRequestFailedException);
-    EXPECT_EQ(client.attempts().size(), 1U);
-    EXPECT_TRUE(log.calls.empty());
-}
-
 TEST(ScriptedHttpClient, CompletesCancelledRequestsWithTheCancelledException)
 {
-    auto client = std::make_unique<ScriptedHttpClient>();
-    client->setClientConfiguration(support::with(noRetriesStrategy()));
+    ScriptedHttpClient client;
+    client.setClientConfiguration(support::with(noRetriesStrategy()));
     std::promise<void> release;
     auto gate = release.get_future().share();
     // The first request's handler holds the client's thread until released,
     // so the second one is still queued when it is cancelled.
-    client->makeAsyncRequest(get(), [gate](HttpRequest, HttpResponse, std::exception_ptr) { gate.wait(); });
-    auto [future, id] = client->makeAsyncRequest(get());
-    EXPECT_EQ(client->pendingAsyncRequests(), 2U);
-    client->cancelAsyncRequest(id);
+    client.makeAsyncRequest(get(), [gate](HttpRequest, HttpResponse, std::exception_ptr) { gate.wait(); });
+    auto [future, id] = client.makeAsyncRequest(get());
+    EXPECT_EQ(client.pendingAsyncRequests(), 2U);
+    client.cancelAsyncRequest(id);
     release.set_value();
     ASSERT_TRUE(support::ready(future));
-    client->waitForAsyncRequests();
-    EXPECT_EQ(client->pendingAsyncRequests(), 0U);
+    client.waitForAsyncRequests();
+    EXPECT_EQ(client.pendingAsyncRequests(), 0U);
     EXPECT_THROW_MSG(future.get(), HttpRequestCancelledException, "Request cancelled");
 }

@@ -27,11 +27,8 @@ public:
     }
     Fields fields() const
     {
-        Fields all;
-        for (const auto& field : getHeaders()) {
-            all.emplace_back(field.first, field.second);
-        }
-        return all;
+        const auto headers = getHeaders();
+        return Fields(headers.begin(), headers.end());
     }
     Fields writes;
 };
@@ -75,10 +72,14 @@ TEST(HttpMessage, EveryConvenienceSetterWritesThroughTheVirtualSetHeaderValue)
     message.setAccept(Accept::parse("text/html, application/json;q=0.9"));
     message.setCookie({{"a", "1"}, {"b", "2"}});
     const Fields expected = {
-        {"Content-Length", "1"},          {"Content-Length", "2"},
-        {"Transfer-Encoding", "chunked"}, {"Content-Type", "text/html; charset="},
-        {"Accept", "*/*"},                {"Content-Type", "text/plain; a=1;b=2"},
-        {"Accept", "text/html, application/json; q=0.9"}, {"Cookie", "a=1; b=2"},
+        {"Content-Length", "1"},
+        {"Content-Length", "2"},
+        {"Transfer-Encoding", "chunked"},
+        {"Content-Type", "text/html; charset="},
+        {"Accept", "*/*"},
+        {"Content-Type", "text/plain; a=1;b=2"},
+        {"Accept", "text/html, application/json; q=0.9"},
+        {"Cookie", "a=1; b=2"},
     };
     EXPECT_EQ(message.writes, expected);
     EXPECT_EQ(message.getTransferEncoding(), "chunked");

@@ -37,11 +37,8 @@ public:
     }
     Fields fields() const
     {
-        Fields all;
-        for (const auto& field : getHeaders()) {
-            all.emplace_back(field.first, field.second);
-        }
-        return all;
+        const auto headers = getHeaders();
+        return Fields(headers.begin(), headers.end());
     }
     std::vector<std::string> writes;
 };
@@ -60,8 +57,7 @@ TEST(HttpRequest, AFreshRequestHasNoBodyCallbackOrConfigurationAndADefaultFactor
     EXPECT_FALSE(request.hasProgressCallback());
     EXPECT_THROW_MSG(request.getProgressCallback(), std::logic_error, "Request does not have a ProgressCallback");
     EXPECT_FALSE(request.hasClientConfiguration());
-    EXPECT_THROW_MSG(request.getClientConfiguration(), std::logic_error,
-                     "Request does not have a ClientConfiguration");
+    EXPECT_THROW_MSG(request.getClientConfiguration(), std::logic_error, "Request does not have a ClientConfiguration");
     EXPECT_FALSE(static_cast<bool>(request.getPreRespCodeAndHeadersCallback()));
     const auto stream = request.getResponseStreamFactory()(HttpResponseCode::OK, "OK", HttpHeaders());
     *stream << "body";

@@ -9,7 +9,6 @@
 #include <type_traits>
 
 using namespace foundation::httpclient_core;
-using namespace std::string_literals;
 
 static_assert(std::is_copy_constructible_v<PercentEncoder> && std::is_nothrow_move_constructible_v<PercentEncoder>);
 static_assert(!std::is_convertible_v<std::string, PercentEncoder>);
@@ -80,18 +79,14 @@ private:
 
 } // namespace
 
-TEST(PercentEncoder, KeepsUnreservedBytesAndEncodesEveryOtherOneInUpperCaseHex)
+// Single bytes are the sweep's below; these rows are about the space text and whole strings.
+TEST(PercentEncoder, WritesTheSpaceTextAsItIsAndEveryByteOfAMultiByteCharacterOnItsOwn)
 {
     const struct {
         std::string space, input, expected;
     } rows[] = {
-        {"%20", "", ""},           {"%20", "a b", "a%20b"},         {"+", "a+b", "a%2Bb"},
-        {"+", "a b", "a+b"},       {"", " a b ", "ab"},             {"<sp>", "a  b", "a<sp><sp>b"},
-        {"%20", "@", "%40"},       {"%20", "%", "%25"},             {"%20", "%20", "%2520"},
-        {"%20", "\t", "%09"},      {"%20", "a\0b"s, "a%00b"},       {"%20", "\x7F", "%7F"},
-        {"%20", "\xFF", "%FF"},    {"%20", "`{|}", "%60%7B%7C%7D"}, {"%20", "caf\xC3\xA9", "caf%C3%A9"},
-        {"%20", "AZaz09-._~", "AZaz09-._~"},
-        {"%20", "!*'();:&=+$,/?#[]", "%21%2A%27%28%29%3B%3A%26%3D%2B%24%2C%2F%3F%23%5B%5D"},
+        {"%20", "", ""},     {"%20", "a b", "a%20b"},        {"+", "a+b", "a%2Bb"},
+        {"", " a b ", "ab"}, {"<sp>", "a  b", "a<sp><sp>b"}, {"%20", "caf\xC3\xA9 %20", "caf%C3%A9%20%2520"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.input + " | " + row.space);

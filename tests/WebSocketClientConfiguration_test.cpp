@@ -32,18 +32,22 @@ TEST(WebSocketClientConfiguration, StartsWithItsDefaultsAndNoCallbackSet)
     EXPECT_THROW_MSG(config.onReconnectAborted(), std::logic_error, "OnReconnectAborted not set.");
 }
 
-TEST(WebSocketClientConfiguration, AnEmptyCallbackCountsAsSetAndTheLatestOneWins)
+TEST(WebSocketClientConfiguration, AnEmptyCallbackOrBackoffCountsAsSetAndTheLatestOneWins)
 {
     WebSocketClientConfiguration config;
     config.setConnectErrorRecovery({});
     config.setReconnectEnabled({});
     config.setOnReconnectAborted({});
+    config.setCustomReconnectBackoffFcn({});
     EXPECT_TRUE(config.connectErrorRecoveryEnabled() && config.reconnectEnabled() && config.hasOnReconnectAborted());
-    EXPECT_FALSE(config.onRecoverableConnectError() || config.onReconnectAborted());
+    EXPECT_FALSE(config.onRecoverableConnectError() || config.onReconnectAborted() || config.reconnectBackoffFcn());
     EXPECT_THROW(config.onReconnected()(HttpResponse()), std::bad_function_call);
 
     config.setConnectErrorRecovery([](HttpResponse&&, unsigned long count) { return count == 3; });
     EXPECT_TRUE(config.onRecoverableConnectError()(HttpResponse(), 3));
+    config.setCustomReconnectBackoffFcn(
+        [](const milliseconds&, unsigned long) { return std::make_pair(milliseconds(7), false); });
+    EXPECT_EQ(config.reconnectBackoffFcn()(milliseconds(30), 0), std::make_pair(milliseconds(7), false));
 }
 
 TEST(WebSocketClientConfiguration, DefaultBackoffDoublesFromThirtyMillisecondsUpToTwentySecondsUnguarded)
@@ -71,16 +75,6 @@ TEST(WebSocketClientConfiguration, DefaultBackoffDoublesFromThirtyMillisecondsUp
         fed.push_back(previous.count());
     }
     EXPECT_EQ(fed, expected);
-}
-
-TEST(WebSocketClientConfiguration, ReturnsTheCustomBackoffOnceSetEvenWhenEmpty)
-{
-    WebSocketClientConfiguration config;
-    config.setCustomReconnectBackoffFcn(
-        [](const milliseconds&, unsigned long) { return std::make_pair(milliseconds(7), false); });
-    EXPECT_EQ(config.reconnectBackoffFcn()(milliseconds(30), 0), std::make_pair(milliseconds(7), false));
-    config.setCustomReconnectBackoffFcn({});
-    EXPECT_FALSE(config.reconnectBackoffFcn());
 }
 
 TEST(WebSocketClientConfiguration, RejectsReadFramesAboveTheLimitAndKeepsThePreviousSize)

@@ -9,7 +9,6 @@
 #include <future>
 #include <string>
 #include <utility>
-#include <vector>
 
 namespace support {
 
@@ -19,21 +18,6 @@ inline HttpRequest get(std::string url = "http://test/")
 {
     return HttpRequest(HttpMethod::GET, URL{std::move(url)}, {});
 }
-
-// A strategy that records every (attempt, failuresSinceSuccess) pair it is
-// asked about and allows the first `retries` retries.
-struct StrategyLog {
-    std::vector<std::pair<int, int>> calls;
-
-    RetryStrategy allow(int retries)
-    {
-        return [this, retries](const HttpRequest&, const HttpResponse&, const std::exception_ptr&, int attempt,
-                               int failures) {
-            calls.emplace_back(attempt, failures);
-            return static_cast<int>(calls.size()) <= retries;
-        };
-    }
-};
 
 inline ClientConfiguration with(RetryStrategy strategy, bool resume = false)
 {

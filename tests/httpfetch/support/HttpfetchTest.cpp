@@ -1,6 +1,4 @@
-#include "support/ToolProcess.hpp"
-
-#include <gtest/gtest.h>
+#include "support/HttpfetchTest.hpp"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -13,6 +11,8 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
+#include <fstream>
+#include <iterator>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -33,75 +33,49 @@ constexpr std::chrono::minutes runLimit{2};
 }
 
 // Owns one file descriptor and closes it.
-class Descriptor {
-public:
-    explicit Descriptor(int descriptor) : descriptor(descriptor) {}
-    Descriptor(Descriptor&& other) noexcept : descriptor(std::exchange(other.descriptor, -1)) {}
+struct Descriptor {
+    explicit Descriptor(int descriptor) : fd(descriptor) {}
+    Descriptor(Descriptor&& other) noexcept : fd(std::exchange(other.fd, -1)) {}
     Descriptor& operator=(Descriptor&&) = delete;
     ~Descriptor() { close(); }
-
-    int get() const { return descriptor; }
     void close()
     {
-        if (descriptor >= 0) {
-            ::close(descriptor);
-            descriptor = -1;
+        if (fd >= 0) {
+            ::close(std::exchange(fd, -1));
         }
     }
 
-private:
-    int descriptor;
+    int fd;
 };
 
-// The parent's end and the child's end of a channel.
-struct Channel {
-    Descriptor parent;
-    Descriptor child;
-};
-
-Channel makePipe()
+// The parent's end and the child's end of a pipe or of a pseudo-terminal.
+std::pair<Descriptor, Descriptor> makeChannel(ErrorOutput kind)
 {
-    std::array<int, 2> ends{};
-    if (pipe2(ends.data(), O_CLOEXEC) != 0) {
-        throwSystemError("pipe2");
+    if (kind == ErrorOutput::Pipe) {
+        std::array<int, 2> ends{};
+        if (pipe2(ends.data(), O_CLOEXEC) != 0) {
+            throwSystemError("pipe2");
+        }
+        return {Descriptor(ends[0]), Descriptor(ends[1])};
     }
-    return {Descriptor(ends[0]), Descriptor(ends[1])};
-}
-
-Channel makeTerminal()
-{
     Descriptor master(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
-    if (master.get() < 0 || grantpt(master.get()) != 0 || unlockpt(master.get()) != 0) {
+    if (master.fd < 0 || grantpt(master.fd) != 0 || unlockpt(master.fd) != 0) {
         throwSystemError("posix_openpt");
     }
-    Descriptor slave(::open(ptsname(master.get()), O_RDWR | O_NOCTTY | O_CLOEXEC));
-    if (slave.get() < 0) {
+    Descriptor slave(::open(ptsname(master.fd), O_RDWR | O_NOCTTY | O_CLOEXEC));
+    if (slave.fd < 0) {
         throwSystemError("open pseudo-terminal");
     }
     return {std::move(master), std::move(slave)};
 }
 
-class FileActions {
-public:
-    FileActions() { posix_spawn_file_actions_init(&actions); }
-    FileActions(const FileActions&) = delete;
-    FileActions& operator=(const FileActions&) = delete;
-    ~FileActions() { posix_spawn_file_actions_destroy(&actions); }
-
-    posix_spawn_file_actions_t* get() { return &actions; }
-
-private:
-    posix_spawn_file_actions_t actions{};
-};
-
 // Reads both descriptors until each reaches its end (a terminal whose other
 // side closed reports EIO instead). False when the deadline came first.
-bool drain(int outDescriptor, std::string& out, int errDescriptor, std::string& err, Clock::time_point deadline)
+bool drain(const std::array<int, 2>& descriptors, const std::array<std::string*, 2>& targets,
+           Clock::time_point deadline)
 {
-    std::array<pollfd, 2> polled{{{outDescriptor, POLLIN, 0}, {errDescriptor, POLLIN, 0}}};
-    const std::array<std::string*, 2> targets{&out, &err};
-    int open = 2;
-    while (open > 0) {
+    std::array<pollfd, 2> polled{{{descriptors[0], POLLIN, 0}, {descriptors[1], POLLIN, 0}}};
+    for (int open = 2; open > 0;) {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
         if (left.count() <= 0) {
             return false;
@@ -144,39 +118,64 @@ int reap(pid_t child, Clock::time_point deadline)
 
 } // namespace
 
-ToolRun runTool(const std::vector<std::string>& arguments, ErrorOutput errorOutput)
+HttpfetchTest::HttpfetchTest()
 {
-    Channel out = makePipe();
-    Channel err = errorOutput == ErrorOutput::Terminal ? makeTerminal() : makePipe();
-    FileActions actions;
-    posix_spawn_file_actions_addopen(actions.get(), STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_adddup2(actions.get(), out.child.get(), STDOUT_FILENO);
-    posix_spawn_file_actions_adddup2(actions.get(), err.child.get(), STDERR_FILENO);
+    std::string pattern = (std::filesystem::temp_directory_path() / "httpfetch-test-XXXXXX").string();
+    const int descriptor = mkstemp(pattern.data());
+    if (descriptor < 0) {
+        throwSystemError("mkstemp");
+    }
+    ::close(descriptor);
+    file = pattern;
+}
+
+HttpfetchTest::~HttpfetchTest()
+{
+    std::error_code ignored;
+    std::filesystem::remove(file, ignored);
+}
+
+ToolRun HttpfetchTest::runTool(const std::vector<std::string>& arguments, ErrorOutput errorOutput)
+{
+    auto out = makeChannel(ErrorOutput::Pipe);
+    auto err = makeChannel(errorOutput);
+    posix_spawn_file_actions_t actions{};
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_adddup2(&actions, out.second.fd, STDOUT_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, err.second.fd, STDERR_FILENO);
 
     std::vector<std::string> words{HTTPFETCH_PATH};
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<char*> argv;
-    argv.reserve(words.size() + 1);
     for (auto& word : words) {
         argv.push_back(word.data());
     }
     argv.push_back(nullptr);
 
     pid_t child = 0;
-    if (const int error = posix_spawn(&child, HTTPFETCH_PATH, actions.get(), nullptr, argv.data(), environ)) {
+    const int error = posix_spawn(&child, HTTPFETCH_PATH, &actions, nullptr, argv.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    if (error != 0) {
         ADD_FAILURE() << "cannot start " << HTTPFETCH_PATH << ": " << std::generic_category().message(error);
         return {};
     }
-    out.child.close();
-    err.child.close();
+    out.second.close();
+    err.second.close();
 
     const auto deadline = Clock::now() + runLimit;
     ToolRun run;
-    if (!drain(out.parent.get(), run.out, err.parent.get(), run.err, deadline)) {
+    if (!drain({out.first.fd, err.first.fd}, {&run.out, &run.err}, deadline)) {
         kill(child, SIGKILL);
     }
     run.exitCode = reap(child, deadline);
     return run;
+}
+
+std::string HttpfetchTest::contents() const
+{
+    std::ifstream in(file, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
 } // namespace support

@@ -1,26 +1,29 @@
-#include "LoopbackServer.hpp"
+#include "support/LoopbackServer.hpp"
 
 #include <httplib.h>
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
-#include <algorithm>
 #include <chrono>
 #include <optional>
 #include <stdexcept>
 #include <utility>
 
-namespace foundation::httpclient_curl::testing {
+namespace support {
 
 namespace {
 
+using httplib::Request;
+using httplib::Response;
+
 constexpr auto patience = std::chrono::seconds(60);
 
-// N of "Range: bytes=N-". The routes answer ranges themselves, so the
-// server's own range handling is switched off by emptying its parsed ranges.
-std::optional<std::size_t> takeRange(const httplib::Request& request)
+// N of "Range: bytes=N-".
+std::optional<std::size_t> rangeStart(const Request& request)
 {
-    const_cast<httplib::Request&>(request).ranges.clear();
     const std::string value = request.get_header_value("Range");
     if (value.rfind("bytes=", 0) != 0) {
         return std::nullopt;
@@ -29,7 +32,7 @@ std::optional<std::size_t> takeRange(const httplib::Request& request)
 }
 
 // Announces the whole payload, sends its first half, then drops the connection.
-void cutReply(httplib::Response& response)
+void cutReply(Response& response)
 {
     response.set_header("Accept-Ranges", "bytes");
     response.set_content_provider(LoopbackServer::payload().size(), "application/octet-stream",
@@ -42,7 +45,7 @@ void cutReply(httplib::Response& response)
                                   });
 }
 
-void partialReply(httplib::Response& response, std::size_t from, std::size_t claimedFrom)
+void partialReply(Response& response, std::size_t from, std::size_t claimedFrom)
 {
     const std::string& payload = LoopbackServer::payload();
     response.status = 206;
@@ -52,40 +55,36 @@ void partialReply(httplib::Response& response, std::size_t from, std::size_t cla
     response.set_content(payload.substr(from), "application/octet-stream");
 }
 
-void fullReply(httplib::Response& response)
+void fullReply(Response& response)
 {
     response.set_header("Accept-Ranges", "bytes");
     response.set_content(LoopbackServer::payload(), "application/octet-stream");
 }
 
-char foldCase(char byte)
+int boundSocket(sockaddr_in& address)
 {
-    return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte - 'A' + 'a') : byte;
-}
-
-bool sameName(const std::string& left, const std::string& right)
-{
-    return std::equal(left.begin(), left.end(), right.begin(), right.end(),
-                      [](char a, char b) { return foldCase(a) == foldCase(b); });
+    address = sockaddr_in{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    const int socket = ::socket(AF_INET, SOCK_STREAM, 0);
+    socklen_t length = sizeof address;
+    if (socket < 0 || ::bind(socket, reinterpret_cast<sockaddr*>(&address), length) != 0 ||
+        ::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
+        throw std::runtime_error("cannot bind a socket to 127.0.0.1");
+    }
+    return socket;
 }
 
 } // namespace
 
 std::string SeenRequest::header(const std::string& name) const
 {
-    const auto found =
-        std::find_if(headers.begin(), headers.end(), [&](const auto& field) { return sameName(field.first, name); });
-    return found == headers.end() ? std::string() : found->second;
-}
-
-bool SeenRequest::hasHeader(const std::string& name) const
-{
-    return std::any_of(headers.begin(), headers.end(), [&](const auto& field) { return sameName(field.first, name); });
+    return headers.hasHeader(name) ? headers.getHeaderValue(name) : std::string();
 }
 
 LoopbackServer::LoopbackServer() : scheme("http"), server(std::make_unique<httplib::Server>())
 {
-    addRoutes();
+    start();
 }
 
 LoopbackServer::LoopbackServer(const std::string& certificateFile, const std::string& keyFile)
@@ -95,7 +94,7 @@ LoopbackServer::LoopbackServer(const std::string& certificateFile, const std::st
     if (!server->is_valid()) {
         throw std::runtime_error("the HTTPS test server rejected " + certificateFile + " or " + keyFile);
     }
-    addRoutes();
+    start();
 }
 
 LoopbackServer::~LoopbackServer()
@@ -144,17 +143,32 @@ const std::string& LoopbackServer::payload()
     return bytes;
 }
 
-std::size_t LoopbackServer::record(const httplib::Request& request)
+// Every route answers every method. The request is recorded before the
+// handler replies. The routes answer ranges themselves, so the server's own
+// range handling is switched off by emptying its parsed ranges.
+void LoopbackServer::route(const std::string& pattern, Handler handler)
 {
-    const std::lock_guard<std::mutex> lock(mutex);
-    auto& list = requests[request.path];
-    list.push_back(SeenRequest{
-        request.method, {request.headers.begin(), request.headers.end()}, request.body, request.remote_port});
-    changed.notify_all();
-    return list.size() - 1;
+    const auto recorded = [this, handler = std::move(handler)](const Request& request, Response& response) {
+        const_cast<Request&>(request).ranges.clear();
+        std::size_t earlier = 0;
+        {
+            const std::lock_guard<std::mutex> lock(mutex);
+            auto& list = requests[request.path];
+            earlier = list.size();
+            SeenRequest seen{request.method, request.target, {}, request.body, request.remote_port};
+            for (const auto& [name, value] : request.headers) {
+                seen.headers.addHeaderValue(name, value);
+            }
+            list.push_back(std::move(seen));
+        }
+        changed.notify_all();
+        handler(request, response, earlier);
+    };
+    server->Get(pattern, recorded).Post(pattern, recorded).Put(pattern, recorded).Delete(pattern, recorded);
+    server->Patch(pattern, recorded);
 }
 
-void LoopbackServer::addRoutes()
+void LoopbackServer::start()
 {
     // Enough workers for every connection a client keeps alive during a test.
     server->new_task_queue = [] { return new httplib::ThreadPool(32); };
@@ -162,72 +176,58 @@ void LoopbackServer::addRoutes()
     // Headers and body leave in separate writes; without this each reply waits for a delayed ACK.
     server->set_tcp_nodelay(true);
 
-    const auto echo = [this](const httplib::Request& request, httplib::Response& response) {
-        record(request);
+    route("/echo", [](const Request& request, Response& response, std::size_t) {
         response.set_content(request.method + " " + request.body, "text/plain");
-    };
-    server->Get("/echo", echo);
-    server->Post("/echo", echo);
-    server->Put("/echo", echo);
-    server->Delete("/echo", echo);
-    server->Patch("/echo", echo);
-
-    server->Get(R"(/status/(\d+))", [this](const httplib::Request& request, httplib::Response& response) {
-        record(request);
+    });
+    route(R"(/status/(\d+))", [](const Request& request, Response& response, std::size_t) {
         response.status = std::stoi(request.matches[1]);
         response.set_content("status " + std::string(request.matches[1]), "text/plain");
     });
-    server->Get("/fail-once-then-ok", [this](const httplib::Request& request, httplib::Response& response) {
-        if (record(request) == 0) {
+    route("/fail-once-then-ok", [](const Request&, Response& response, std::size_t earlier) {
+        if (earlier == 0) {
             response.status = 503;
         } else {
             response.set_content("ok", "text/plain");
         }
     });
-    server->Get("/payload", [this](const httplib::Request& request, httplib::Response& response) {
-        record(request);
+    route("/payload", [](const Request&, Response& response, std::size_t) {
         response.set_content(payload(), "application/octet-stream");
     });
-    server->Get("/cut-midway", [this](const httplib::Request& request, httplib::Response& response) {
-        const auto range = takeRange(request);
-        if (record(request) == 0) {
-            cutReply(response);
-        } else if (range) {
+
+    // The cut routes: the first reply is cut, the later ones behave as named.
+    const auto cutFirst = [this](const std::string& path, Handler later) {
+        route(path, [later](const Request& request, Response& response, std::size_t earlier) {
+            if (earlier == 0) {
+                cutReply(response);
+            } else {
+                later(request, response, earlier);
+            }
+        });
+    };
+    cutFirst("/cut-midway", [](const Request& request, Response& response, std::size_t) {
+        const auto range = rangeStart(request);
+        if (range) {
             partialReply(response, *range, *range);
         } else {
             fullReply(response);
         }
     });
-    server->Get("/cut-then-full", [this](const httplib::Request& request, httplib::Response& response) {
-        takeRange(request);
-        if (record(request) == 0) {
-            cutReply(response);
-        } else {
-            fullReply(response);
-        }
+    cutFirst("/cut-then-full", [](const Request&, Response& response, std::size_t) { fullReply(response); });
+    cutFirst("/cut-then-wrong-range", [](const Request& request, Response& response, std::size_t) {
+        partialReply(response, rangeStart(request).value_or(0), 0);
     });
-    server->Get("/cut-then-wrong-range", [this](const httplib::Request& request, httplib::Response& response) {
-        const auto range = takeRange(request);
-        if (record(request) == 0) {
-            cutReply(response);
-        } else {
-            partialReply(response, range.value_or(0), 0);
-        }
-    });
-    server->Get("/cut-then-416", [this](const httplib::Request& request, httplib::Response& response) {
-        const auto range = takeRange(request);
-        if (record(request) == 0) {
-            cutReply(response);
-        } else if (range) {
+    cutFirst("/cut-then-416", [](const Request& request, Response& response, std::size_t) {
+        if (rangeStart(request)) {
             response.status = 416;
             response.set_header("Content-Range", "bytes */" + std::to_string(payload().size()));
         } else {
             fullReply(response);
         }
     });
+    cutFirst("/cut-then-short",
+             [](const Request&, Response& response, std::size_t) { response.set_content("short", "text/plain"); });
 
-    server->Get(R"(/redirect/(\d+))", [this](const httplib::Request& request, httplib::Response& response) {
-        record(request);
+    route(R"(/redirect/(\d+))", [](const Request& request, Response& response, std::size_t) {
         const int left = std::stoi(request.matches[1]);
         if (left == 0) {
             response.set_content("landed", "text/plain");
@@ -235,17 +235,12 @@ void LoopbackServer::addRoutes()
             response.set_redirect("/redirect/" + std::to_string(left - 1));
         }
     });
-    server->Get("/redirect-loop", [this](const httplib::Request& request, httplib::Response& response) {
-        record(request);
-        response.set_redirect("/redirect-loop");
-    });
-    server->Get("/redirect-to", [this](const httplib::Request& request, httplib::Response& response) {
-        record(request);
+    route("/redirect-loop",
+          [](const Request&, Response& response, std::size_t) { response.set_redirect("/redirect-loop"); });
+    route("/redirect-to", [](const Request& request, Response& response, std::size_t) {
         response.set_redirect(request.get_param_value("url"));
     });
-
-    server->Get("/stall", [this](const httplib::Request& request, httplib::Response& response) {
-        record(request);
+    route("/stall", [this](const Request&, Response& response, std::size_t) {
         response.set_chunked_content_provider("text/plain", [this](std::size_t, httplib::DataSink& sink) {
             sink.write("x", 1);
             std::unique_lock<std::mutex> lock(mutex);
@@ -274,6 +269,34 @@ void LoopbackServer::addRoutes()
     }
 }
 
+int closedPort()
+{
+    sockaddr_in address{};
+    ::close(boundSocket(address));
+    return ntohs(address.sin_port);
+}
+
+UnansweredListener::UnansweredListener()
+{
+    sockaddr_in address{};
+    listener = boundSocket(address);
+    ::listen(listener, 0);
+    port = ntohs(address.sin_port);
+    for (int& filler : fillers) {
+        filler = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0);
+        // Non-blocking: the attempt goes on in the background, answered or not.
+        static_cast<void>(::connect(filler, reinterpret_cast<sockaddr*>(&address), sizeof address));
+    }
+}
+
+UnansweredListener::~UnansweredListener()
+{
+    for (const int filler : fillers) {
+        ::close(filler);
+    }
+    ::close(listener);
+}
+
 std::uint64_t fingerprint(const std::string& bytes)
 {
     std::uint64_t hash = 14695981039346656037ULL;
@@ -284,4 +307,4 @@ std::uint64_t fingerprint(const std::string& bytes)
     return hash;
 }
 
-} // namespace foundation::httpclient_curl::testing
+} // namespace support
