@@ -13,8 +13,8 @@ int main()
     std::cout << "GET " << url << "\n\n";
 
     HttpHeaders headers;
-    for (const char* line : {"Content-Type: text/html; charset=utf-8\r\n", "Set-Cookie: a=1\r\n",
-                             "set-cookie: b=2\r\n", "Host: example.test:8080\r\n", "\r\n"}) {
+    for (const char* line : {"Content-Type: text/html; charset=utf-8\r\n", "Set-Cookie: a=1\r\n", "set-cookie: b=2\r\n",
+                             "Host: example.test:8080\r\n", "\r\n"}) {
         headers.addHeader(line);
     }
     for (const auto& [name, value] : headers) {

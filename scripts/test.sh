@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Sets up, builds and runs every test: the release build, then the
 # AddressSanitizer + UndefinedBehaviorSanitizer build, then the concurrency
-# tests under ThreadSanitizer, then a short run of every fuzz target.
+# tests under ThreadSanitizer, then a short run of every fuzz target, then
+# the format and clang-tidy checks.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -17,3 +18,6 @@ done
 
 echo "=== fuzz ==="
 scripts/fuzz.sh 10
+
+echo "=== lint ==="
+scripts/lint.sh build/release

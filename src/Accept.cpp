@@ -6,7 +6,9 @@
 
 namespace foundation::httpclient_core {
 
-Accept::Accept(std::vector<ContentType> types) : types(std::move(types)) {}
+Accept::Accept(std::vector<ContentType> types) : types(std::move(types))
+{
+}
 
 Accept Accept::parse(const std::string& text)
 {

@@ -4,7 +4,9 @@ namespace foundation::httpclient_core {
 
 CompletionHandler::CompletionHandler() noexcept = default;
 
-CompletionHandler::CompletionHandler(Task task) noexcept : task(std::move(task)) {}
+CompletionHandler::CompletionHandler(Task task) noexcept : task(std::move(task))
+{
+}
 
 CompletionHandler::CompletionHandler(CompletionHandler&&) noexcept = default;
 CompletionHandler& CompletionHandler::operator=(CompletionHandler&&) noexcept = default;

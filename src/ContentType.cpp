@@ -17,7 +17,8 @@ namespace {
 } // namespace
 
 ContentType::ContentType(std::string type, NameValueCollection parameters)
-    : type(std::move(type)), parameters(std::move(parameters))
+    : type(std::move(type)),
+      parameters(std::move(parameters))
 {
 }
 

@@ -8,8 +8,8 @@ NameValueCollection Cookie::parse(const std::string& text)
 {
     NameValueCollection cookies;
     HttpHeaders::splitElements(
-        text, [&cookies](const std::string& element) { cookies.add(HttpHeaders::splitParameter(element, "=")); },
-        ";", true);
+        text, [&cookies](const std::string& element) { cookies.add(HttpHeaders::splitParameter(element, "=")); }, ";",
+        true);
     return cookies;
 }
 

@@ -43,8 +43,8 @@ DefaultRetry::DefaultRetry(int maxAttempts, long backoffBase, std::chrono::secon
 {
 }
 
-bool DefaultRetry::operator()(const HttpRequest& request, const HttpResponse& response,
-                              const std::exception_ptr& error, int attempt, int failuresSinceSuccess) const
+bool DefaultRetry::operator()(const HttpRequest& request, const HttpResponse& response, const std::exception_ptr& error,
+                              int attempt, int failuresSinceSuccess) const
 {
     if (!error && isSuccess(response.getResponseCode())) {
         return false;

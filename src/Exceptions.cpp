@@ -12,8 +12,7 @@ HttpRequestFailedException::HttpRequestFailedException(const std::string& messag
 
 HttpRequestFailedException::~HttpRequestFailedException() = default;
 
-HttpRequestTimeoutException::HttpRequestTimeoutException() noexcept
-    : HttpRequestFailedException("Request timed out.")
+HttpRequestTimeoutException::HttpRequestTimeoutException() noexcept : HttpRequestFailedException("Request timed out.")
 {
 }
 
@@ -26,7 +25,9 @@ HttpRequestCancelledException::HttpRequestCancelledException() noexcept
 
 HttpRequestCancelledException::~HttpRequestCancelledException() = default;
 
-BadWebSocketException::BadWebSocketException(const std::string& message) noexcept : std::runtime_error(message) {}
+BadWebSocketException::BadWebSocketException(const std::string& message) noexcept : std::runtime_error(message)
+{
+}
 
 BadWebSocketException::~BadWebSocketException() = default;
 

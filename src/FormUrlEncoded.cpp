@@ -10,7 +10,9 @@ namespace foundation::httpclient_core {
 // library is, so callers can hand over a collection they no longer need.
 // cppcheck-suppress passedByValue
 FormUrlEncoded::FormUrlEncoded(NameValueCollection fields) // NOLINT(performance-unnecessary-value-param)
-    : body(fields.toString("&", "=", PercentEncoder("+"))) {}
+    : body(fields.toString("&", "=", PercentEncoder("+")))
+{
+}
 
 std::unique_ptr<std::istream> FormUrlEncoded::stream() const
 {

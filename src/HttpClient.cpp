@@ -170,7 +170,9 @@ ClientConfiguration HttpClient::getClientConfiguration() const
     return clientConfiguration;
 }
 
-void HttpClient::configurationChanged(const ClientConfiguration&) {}
+void HttpClient::configurationChanged(const ClientConfiguration&)
+{
+}
 
 ClientConfiguration HttpClient::configurationFor(const HttpRequest& request) const
 {
@@ -200,8 +202,8 @@ CompletionHandler HttpClient::retryCompletionHandler(std::shared_ptr<CompletionH
             return;
         }
         prepareForRetry(request, response, configuration.resumeOnRetry());
-        auto next = client->retryCompletionHandler(std::move(handler), requestId, attempt, failuresSinceSuccess,
-                                                   configuration);
+        auto next =
+            client->retryCompletionHandler(std::move(handler), requestId, attempt, failuresSinceSuccess, configuration);
         client->performAsyncRequest(std::move(request), std::move(response), requestId, std::move(next));
     });
 }

@@ -51,7 +51,9 @@ const std::string HttpHeaders::CONTENT_LENGTH = "Content-Length";
 const std::string HttpHeaders::COOKIE = "Cookie";
 const std::string HttpHeaders::TRANSFER_ENCODING = "Transfer-Encoding";
 
-HttpHeaders::HttpHeaders(std::initializer_list<std::pair<std::string, std::string>> fields) : fields(fields) {}
+HttpHeaders::HttpHeaders(std::initializer_list<std::pair<std::string, std::string>> fields) : fields(fields)
+{
+}
 
 std::string HttpHeaders::getHeaderValue(const std::string& name) const
 {
@@ -104,8 +106,7 @@ void HttpHeaders::splitElements(const std::string& text, const std::function<voi
     });
 }
 
-std::pair<std::string, std::string> HttpHeaders::splitParameter(const std::string& text,
-                                                                 const std::string& delimiter)
+std::pair<std::string, std::string> HttpHeaders::splitParameter(const std::string& text, const std::string& delimiter)
 {
     const auto trimmed = trim(text);
     if (trimmed.empty()) {

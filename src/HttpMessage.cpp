@@ -16,7 +16,9 @@ namespace {
 
 } // namespace
 
-HttpMessage::HttpMessage(HttpHeaders headers) : headers(std::move(headers)) {}
+HttpMessage::HttpMessage(HttpHeaders headers) : headers(std::move(headers))
+{
+}
 
 HttpMessage::~HttpMessage() = default;
 

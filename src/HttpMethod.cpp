@@ -8,8 +8,8 @@ namespace foundation::httpclient_core {
 HttpMethod createHttpMethod(const std::string& name)
 {
     static const std::map<std::string, HttpMethod> methods{
-        {"GET", HttpMethod::GET},   {"POST", HttpMethod::POST}, {"DELETE", HttpMethod::DELETE},
-        {"PUT", HttpMethod::PUT},   {"HEAD", HttpMethod::HEAD}, {"PATCH", HttpMethod::PATCH},
+        {"GET", HttpMethod::GET}, {"POST", HttpMethod::POST}, {"DELETE", HttpMethod::DELETE},
+        {"PUT", HttpMethod::PUT}, {"HEAD", HttpMethod::HEAD}, {"PATCH", HttpMethod::PATCH},
     };
     const auto found = methods.find(name);
     if (found == methods.end()) {

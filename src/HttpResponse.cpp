@@ -6,7 +6,9 @@
 
 namespace foundation::httpclient_core {
 
-HttpResponse::HttpResponse() : HttpMessage(HttpHeaders()), responseStreamFactory(defaultResponseStreamFactory()) {}
+HttpResponse::HttpResponse() : HttpMessage(HttpHeaders()), responseStreamFactory(defaultResponseStreamFactory())
+{
+}
 
 HttpResponse::HttpResponse(const HttpRequest& request)
     : HttpMessage(HttpHeaders()),

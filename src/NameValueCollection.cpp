@@ -28,8 +28,8 @@ constexpr std::array<unsigned char, 256> fold = makeFold();
 }
 
 template <typename Write>
-void render(const NameValueCollection& collection, const std::string& entrySeparator,
-            const std::string& pairSeparator, Write write)
+void render(const NameValueCollection& collection, const std::string& entrySeparator, const std::string& pairSeparator,
+            Write write)
 {
     bool first = true;
     for (const auto& [name, value] : collection) {
@@ -45,8 +45,7 @@ void render(const NameValueCollection& collection, const std::string& entrySepar
 
 } // namespace
 
-bool NameValueCollection::CaseInsensitiveCompare::operator()(const std::string& left,
-                                                             const std::string& right) const
+bool NameValueCollection::CaseInsensitiveCompare::operator()(const std::string& left, const std::string& right) const
 {
     const auto* a = reinterpret_cast<const unsigned char*>(left.c_str());
     const auto* b = reinterpret_cast<const unsigned char*>(right.c_str());
@@ -183,8 +182,7 @@ bool NameValueCollection::operator==(const NameValueCollection& other) const
 }
 
 std::ostream& NameValueCollection::toStream(std::ostream& out, const std::string& entrySeparator,
-                                            const std::string& pairSeparator,
-                                            const Transform& transform) const
+                                            const std::string& pairSeparator, const Transform& transform) const
 {
     render(*this, entrySeparator, pairSeparator, [&](const std::string& text, bool transformed = false) {
         if (transformed) {
@@ -210,8 +208,7 @@ std::string NameValueCollection::toString(const std::string& entrySeparator, con
     return text;
 }
 
-std::string NameValueCollection::toString(const std::string& entrySeparator,
-                                          const std::string& pairSeparator) const
+std::string NameValueCollection::toString(const std::string& entrySeparator, const std::string& pairSeparator) const
 {
     std::string text;
     render(*this, entrySeparator, pairSeparator, [&](const std::string& piece, bool = false) { text += piece; });

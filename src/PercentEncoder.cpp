@@ -94,7 +94,9 @@ std::size_t encodedLength(const unsigned char* bytes, std::size_t count, std::si
 
 } // namespace
 
-PercentEncoder::PercentEncoder(std::string spaceEncoding) : spaceEncoding(std::move(spaceEncoding)) {}
+PercentEncoder::PercentEncoder(std::string spaceEncoding) : spaceEncoding(std::move(spaceEncoding))
+{
+}
 
 std::string PercentEncoder::operator()(const std::string& input) const
 {

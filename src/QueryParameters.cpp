@@ -27,15 +27,21 @@ NameValueCollection checkedPairs(std::initializer_list<std::pair<std::string, st
 
 } // namespace
 
-QueryParameters::QueryParameters() : keyValueSep(keyValueSeparator), entrySep(entrySeparator) {}
+QueryParameters::QueryParameters() : keyValueSep(keyValueSeparator), entrySep(entrySeparator)
+{
+}
 
 QueryParameters::QueryParameters(std::initializer_list<std::pair<std::string, std::string>> pairs)
-    : parameters(checkedPairs(pairs)), keyValueSep(keyValueSeparator), entrySep(entrySeparator)
+    : parameters(checkedPairs(pairs)),
+      keyValueSep(keyValueSeparator),
+      entrySep(entrySeparator)
 {
 }
 
 QueryParameters::QueryParameters(NameValueCollection pairs)
-    : parameters(std::move(pairs)), keyValueSep(keyValueSeparator), entrySep(entrySeparator)
+    : parameters(std::move(pairs)),
+      keyValueSep(keyValueSeparator),
+      entrySep(entrySeparator)
 {
 }
 

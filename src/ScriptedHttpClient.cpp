@@ -58,7 +58,8 @@ ScriptedReply& ScriptedReply::droppingCompletion()
 }
 
 ScriptedHttpClient::ScriptedHttpClient()
-    : defaultReply(ScriptedReply::status(HttpResponseCode::OK, "OK")), worker([this] { serve(); })
+    : defaultReply(ScriptedReply::status(HttpResponseCode::OK, "OK")),
+      worker([this] { serve(); })
 {
 }
 

@@ -5,7 +5,8 @@
 namespace foundation::httpclient_core {
 
 TransactionReport::TransactionReport(long redirectCount, URL effectiveURL)
-    : redirects(redirectCount), effective(std::move(effectiveURL))
+    : redirects(redirectCount),
+      effective(std::move(effectiveURL))
 {
 }
 

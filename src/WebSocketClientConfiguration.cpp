@@ -33,8 +33,8 @@ Callback setOrThrow(const std::optional<Callback>& callback, const std::string& 
     return *callback;
 }
 
-std::pair<std::chrono::milliseconds, bool> defaultNextBackoffAndShouldReconnectFcn(
-    const std::chrono::milliseconds& previous, unsigned long attempt)
+std::pair<std::chrono::milliseconds, bool>
+defaultNextBackoffAndShouldReconnectFcn(const std::chrono::milliseconds& previous, unsigned long attempt)
 {
     if (attempt < 2) {
         return {firstReconnectBackoff, true};
@@ -42,8 +42,8 @@ std::pair<std::chrono::milliseconds, bool> defaultNextBackoffAndShouldReconnectF
     // By design there is no guard: a doubled value that overflows wraps as a
     // 64-bit two's-complement product would, and a negative result is
     // returned as it is. The doubling is done unsigned so the wrap is defined.
-    const auto doubled = std::chrono::milliseconds(
-        static_cast<std::int64_t>(static_cast<std::uint64_t>(previous.count()) * 2U));
+    const auto doubled =
+        std::chrono::milliseconds(static_cast<std::int64_t>(static_cast<std::uint64_t>(previous.count()) * 2U));
     return {std::min(doubled, maxReconnectBackoff), true};
 }
 
@@ -59,8 +59,7 @@ void WebSocketClientConfiguration::setCertificateFile(std::filesystem::path cert
     certificateFile_ = std::move(certificateFile);
 }
 
-WebSocketClientConfiguration& WebSocketClientConfiguration::withCertificateFile(
-    std::filesystem::path certificateFile)
+WebSocketClientConfiguration& WebSocketClientConfiguration::withCertificateFile(std::filesystem::path certificateFile)
 {
     setCertificateFile(std::move(certificateFile));
     return *this;
@@ -76,8 +75,8 @@ void WebSocketClientConfiguration::setCustomHandshakeHeaders(HttpHeaders customH
     customHandshakeHeaders_ = std::move(customHandshakeHeaders);
 }
 
-WebSocketClientConfiguration& WebSocketClientConfiguration::withCustomHandshakeHeaders(
-    HttpHeaders customHandshakeHeaders)
+WebSocketClientConfiguration&
+WebSocketClientConfiguration::withCustomHandshakeHeaders(HttpHeaders customHandshakeHeaders)
 {
     setCustomHandshakeHeaders(std::move(customHandshakeHeaders));
     return *this;
@@ -131,8 +130,8 @@ void WebSocketClientConfiguration::setConnectErrorRecovery(RecoverableConnectErr
     onRecoverableConnectError_ = std::move(onRecoverableConnectError);
 }
 
-WebSocketClientConfiguration& WebSocketClientConfiguration::withConnectErrorRecovery(
-    RecoverableConnectErrorCallback onRecoverableConnectError)
+WebSocketClientConfiguration&
+WebSocketClientConfiguration::withConnectErrorRecovery(RecoverableConnectErrorCallback onRecoverableConnectError)
 {
     setConnectErrorRecovery(std::move(onRecoverableConnectError));
     return *this;
@@ -149,8 +148,8 @@ void WebSocketClientConfiguration::setRecoverableConnectErrorRespCodes(
     recoverableConnectErrorCodes_ = std::move(recoverableConnectErrorCodes);
 }
 
-WebSocketClientConfiguration& WebSocketClientConfiguration::withRecoverableConnectErrorCodes(
-    std::set<HttpResponseCode> recoverableConnectErrorCodes)
+WebSocketClientConfiguration&
+WebSocketClientConfiguration::withRecoverableConnectErrorCodes(std::set<HttpResponseCode> recoverableConnectErrorCodes)
 {
     setRecoverableConnectErrorRespCodes(std::move(recoverableConnectErrorCodes));
     return *this;
@@ -190,8 +189,8 @@ void WebSocketClientConfiguration::setCustomReconnectBackoffFcn(ReconnectBackoff
     customReconnectBackoffFcn_ = std::move(customReconnectBackoffFcn);
 }
 
-WebSocketClientConfiguration& WebSocketClientConfiguration::withCustomReconnectBackoffFcn(
-    ReconnectBackoffFunction customReconnectBackoffFcn)
+WebSocketClientConfiguration&
+WebSocketClientConfiguration::withCustomReconnectBackoffFcn(ReconnectBackoffFunction customReconnectBackoffFcn)
 {
     setCustomReconnectBackoffFcn(std::move(customReconnectBackoffFcn));
     return *this;
@@ -212,8 +211,8 @@ void WebSocketClientConfiguration::setOnReconnectAborted(ReconnectAbortedCallbac
     onReconnectAborted_ = std::move(onReconnectAborted);
 }
 
-WebSocketClientConfiguration& WebSocketClientConfiguration::withOnReconnectAborted(
-    ReconnectAbortedCallback onReconnectAborted)
+WebSocketClientConfiguration&
+WebSocketClientConfiguration::withOnReconnectAborted(ReconnectAbortedCallback onReconnectAborted)
 {
     setOnReconnectAborted(std::move(onReconnectAborted));
     return *this;

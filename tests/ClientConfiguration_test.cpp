@@ -39,10 +39,18 @@ TEST(ClientConfiguration, DefaultStrategyIsADefaultRetryThatRetriesATimedOutGetB
 TEST(ClientConfiguration, BuildersChainOnTheSameRecordAndStoreValuesUnchecked)
 {
     ClientConfiguration config;
-    ClientConfiguration& chained = config.withCertificateFile("/ca.pem").withFollowRedirects(false)
-        .withMaxRedirects(-1).withRetryStrategy(RetryStrategy()).withResumeOnRetry(true).withConnectTimeout(1)
-        .withIdleTimeout(2).withConnectionMaxIdle(3).withIdleSpeed(0).withMaxThreads(-4)
-        .withMaxRequestsPerThread(7).withProxy("http://proxy:3128");
+    ClientConfiguration& chained = config.withCertificateFile("/ca.pem")
+                                       .withFollowRedirects(false)
+                                       .withMaxRedirects(-1)
+                                       .withRetryStrategy(RetryStrategy())
+                                       .withResumeOnRetry(true)
+                                       .withConnectTimeout(1)
+                                       .withIdleTimeout(2)
+                                       .withConnectionMaxIdle(3)
+                                       .withIdleSpeed(0)
+                                       .withMaxThreads(-4)
+                                       .withMaxRequestsPerThread(7)
+                                       .withProxy("http://proxy:3128");
     EXPECT_EQ(&chained, &config);
     EXPECT_EQ(config.certificateFile().string(), "/ca.pem");
     EXPECT_FALSE(config.followRedirects());

@@ -46,9 +46,8 @@ TEST(CompletionHandler, RunsOnceAndRefusesAnEmptyOrSecondCall)
 
 TEST(CompletionHandler, KeepsTheCallablesExceptionInItsTasksFuture)
 {
-    CompletionHandler::Task task([](HttpRequest, HttpResponse, std::exception_ptr) {
-        throw std::runtime_error("handler failed");
-    });
+    CompletionHandler::Task task(
+        [](HttpRequest, HttpResponse, std::exception_ptr) { throw std::runtime_error("handler failed"); });
     auto future = task.get_future();
     CompletionHandler handler(std::move(task));
     EXPECT_NO_THROW(call(handler));

@@ -37,12 +37,12 @@ TEST(HttpClientConcurrency, SynchronousAndAsynchronousRequestsRunBesideConfigura
                     EXPECT_EQ(client.makeRequest(support::get()).getResponseCode(), HttpResponseCode::OK);
                     ++completed;
                 } else {
-                    client.makeAsyncRequest(support::get(), [&completed](HttpRequest, HttpResponse response,
-                                                                         std::exception_ptr error) {
-                        EXPECT_FALSE(error);
-                        EXPECT_EQ(response.getResponseCode(), HttpResponseCode::OK);
-                        ++completed;
-                    });
+                    client.makeAsyncRequest(support::get(),
+                                            [&completed](HttpRequest, HttpResponse response, std::exception_ptr error) {
+                                                EXPECT_FALSE(error);
+                                                EXPECT_EQ(response.getResponseCode(), HttpResponseCode::OK);
+                                                ++completed;
+                                            });
                 }
             }
         });

@@ -55,7 +55,11 @@ TEST(HttpResponse, RunsThePreResponseCallbackOnceBeforeEveryCodeOrHeaderChange)
     const std::tuple<const char*, Operation, int> rows[] = {
         {"setResponseCode", [](auto& r, auto&) { r.setResponseCode(HttpResponseCode::OK); }, 1},
         {"setResponseCodeAndReason", [](auto& r, auto&) { r.setResponseCodeAndReason(HttpResponseCode::OK, "OK"); }, 1},
-        {"setHeaders", [](auto& r, auto&) { r.setHeaders(HttpHeaders{{"A", "1"}}); }, 1},
+        {"setHeaders",
+         [](auto& r, auto&) {
+             r.setHeaders(HttpHeaders{{"A", "1"}});
+         },
+         1},
         {"setHeaderValue", [](auto& r, auto&) { r.setHeaderValue("A", "1"); }, 1},
         {"addHeaderValue", [](auto& r, auto&) { r.addHeaderValue("A", "1"); }, 1},
         {"addHeader", [](auto& r, auto&) { r.addHeader("A: 1"); }, 1},
@@ -64,7 +68,11 @@ TEST(HttpResponse, RunsThePreResponseCallbackOnceBeforeEveryCodeOrHeaderChange)
         {"setTransferEncoding", [](auto& r, auto&) { r.setTransferEncoding("chunked"); }, 1},
         {"setContentType(ContentType)", [](auto& r, auto&) { r.setContentType(ContentType("a/b", {})); }, 1},
         {"setAccept(Accept)", [](auto& r, auto&) { r.setAccept(Accept::parse("a/b")); }, 1},
-        {"setCookie", [](auto& r, auto&) { r.setCookie(NameValueCollection{{"a", "1"}}); }, 1},
+        {"setCookie",
+         [](auto& r, auto&) {
+             r.setCookie(NameValueCollection{{"a", "1"}});
+         },
+         1},
         {"setResponseBody", [](auto& r, auto&) { r.setResponseBody("abc"); }, 1},
         {"setTransactionReport", [](auto& r, auto&) { r.setTransactionReport(TransactionReport(2, URL{"u"})); }, 0},
         {"getResponseBody", [](auto& r, auto&) { r.getResponseBody() << "x"; }, 0},

@@ -31,10 +31,10 @@ public:
     CompletionHandler(Task task) noexcept;
     // Wraps any callable of the signature void(HttpRequest, HttpResponse, std::exception_ptr).
     template <typename Callable,
-              typename = std::enable_if_t<!std::is_same_v<std::decay_t<Callable>, CompletionHandler> &&
-                                          !std::is_same_v<std::decay_t<Callable>, Task> &&
-                                          std::is_invocable_v<std::decay_t<Callable>&, HttpRequest, HttpResponse,
-                                                              std::exception_ptr>>>
+              typename = std::enable_if_t<
+                  !std::is_same_v<std::decay_t<Callable>, CompletionHandler> &&
+                  !std::is_same_v<std::decay_t<Callable>, Task> &&
+                  std::is_invocable_v<std::decay_t<Callable>&, HttpRequest, HttpResponse, std::exception_ptr>>>
     CompletionHandler(Callable&& callable) : task(std::forward<Callable>(callable))
     {
     }

@@ -24,8 +24,7 @@ class HttpResponse;
 // Called with the request as sent, the response as the attempt left it, the
 // attempt's exception (null when it returned), the 1-based attempt number and
 // the attempts since the last success-coded one. True makes another attempt.
-using RetryStrategy =
-    std::function<bool(const HttpRequest&, const HttpResponse&, const std::exception_ptr&, int, int)>;
+using RetryStrategy = std::function<bool(const HttpRequest&, const HttpResponse&, const std::exception_ptr&, int, int)>;
 
 // Called with the request's method, whether the attempt timed out and the
 // response's status code. True when such a failure may be retried.
@@ -70,8 +69,7 @@ private:
 
 HTTPCLIENT_CORE_EXPORT RetryStrategy defaultRetryStrategy(int maxAttempts, long backoffBase,
                                                           std::chrono::seconds maxBackoff,
-                                                          IsRetriableFunction isRetriable,
-                                                          int maxConsecutiveFailures);
+                                                          IsRetriableFunction isRetriable, int maxConsecutiveFailures);
 // The same with maxConsecutiveFailures equal to maxAttempts.
 HTTPCLIENT_CORE_EXPORT RetryStrategy defaultRetryStrategy(int maxAttempts, long backoffBase,
                                                           std::chrono::seconds maxBackoff,

@@ -79,8 +79,7 @@ public:
     // splitParameter("a:=b", ":=") is ("a", "=b").
     // Throws std::runtime_error "Missing delimiter <delimiter> when parsing : <text>"
     // (text as passed, untrimmed) when the delimiter is absent.
-    static std::pair<std::string, std::string> splitParameter(const std::string& text,
-                                                              const std::string& delimiter);
+    static std::pair<std::string, std::string> splitParameter(const std::string& text, const std::string& delimiter);
 
     // Cuts text at every character of separators: the first non-empty piece,
     // untrimmed, is the leading value; each later piece is cut with

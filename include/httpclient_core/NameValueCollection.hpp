@@ -83,8 +83,8 @@ public:
     // entrySeparator, the transform applied to every name and value (name first).
     // An empty transform throws std::bad_function_call at the first entry;
     // text already written stays in the stream.
-    std::ostream& toStream(std::ostream& out, const std::string& entrySeparator,
-                           const std::string& pairSeparator, const Transform& transform) const;
+    std::ostream& toStream(std::ostream& out, const std::string& entrySeparator, const std::string& pairSeparator,
+                           const Transform& transform) const;
     std::string toString(const std::string& entrySeparator, const std::string& pairSeparator,
                          const Transform& transform) const;
     // The same with names and values written as they are.

@@ -82,8 +82,8 @@ public:
     // replaces the whole set.
     std::set<HttpResponseCode> recoverableConnectErrorCodes() const;
     void setRecoverableConnectErrorRespCodes(std::set<HttpResponseCode> recoverableConnectErrorCodes);
-    WebSocketClientConfiguration& withRecoverableConnectErrorCodes(
-        std::set<HttpResponseCode> recoverableConnectErrorCodes);
+    WebSocketClientConfiguration&
+    withRecoverableConnectErrorCodes(std::set<HttpResponseCode> recoverableConnectErrorCodes);
 
     // Whether setReconnectEnabled was called, whatever the function.
     bool reconnectEnabled() const;

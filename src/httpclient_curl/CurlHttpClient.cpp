@@ -220,7 +220,7 @@ curl_off_t uploadSize(const HttpRequest& request, const std::string& url)
 // The request line's method; UNKNOWN cannot be sent.
 std::string methodName(HttpMethod method, const std::string& url)
 {
-    const std::string name = to_string(method);
+    std::string name = to_string(method);
     if (name == "UNKNOWN") {
         throwUnsupportedMethod(url);
     }
