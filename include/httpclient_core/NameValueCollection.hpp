@@ -45,7 +45,7 @@ public:
     NameValueCollection();
     // The pairs in the order given, duplicates kept.
     NameValueCollection(std::initializer_list<value_type> pairs);
-    // Copies the entries and builds a fresh index with a comparator of its own.
+    // Copies the entries and indexes them afresh (the source's extra index entries are not copied).
     NameValueCollection(const NameValueCollection& other);
     NameValueCollection(NameValueCollection&& other) noexcept = default;
     // By design not a clear-and-copy: the entries are assigned element-wise and
