@@ -6,7 +6,7 @@
 
 #include <httpclient_core/HttpRequest.hpp>
 #include <httpclient_core/HttpResponse.hpp>
-#include <httpclient_core/testing/ScriptedHttpClient.hpp>
+#include <httpclient_scripted/ScriptedHttpClient.hpp>
 
 #include <benchmark/benchmark.h>
 
@@ -14,14 +14,14 @@ namespace {
 
 using namespace foundation::httpclient_core;
 
-HttpResponse makeOne(const testing::ScriptedHttpClient& client)
+HttpResponse makeOne(const foundation::httpclient_scripted::ScriptedHttpClient& client)
 {
     return client.makeRequest(HttpRequest(HttpMethod::GET, URL{"http://127.0.0.1:8080/items"}, {}));
 }
 
 void BM_HttpClient_MakeRequest(benchmark::State& state)
 {
-    testing::ScriptedHttpClient client;
+    foundation::httpclient_scripted::ScriptedHttpClient client;
     client.setRecording(false);
     const auto checked = makeOne(client);
     bench::require(checked.getResponseCode() == HttpResponseCode::OK && checked.getResponseCodeReason() == "OK",

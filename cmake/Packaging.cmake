@@ -2,29 +2,24 @@ include(CMakePackageConfigHelpers)
 
 set(HTTPCLIENT_CORE_CMAKE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/httpclient_core")
 
-install(TARGETS httpclient_core
-  EXPORT httpclient_coreTargets
-  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
-  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
-  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/httpclient_core"
-  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(FILES "${PROJECT_BINARY_DIR}/include/httpclient_core/Export.hpp"
-  DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/httpclient_core")
-
+# Every library of the package: its target, headers and generated Export.hpp.
+set(HTTPCLIENT_CORE_PACKAGE_LIBRARIES httpclient_core httpclient_scripted)
 if(HTTPCLIENT_CORE_BUILD_CURL)
-  install(TARGETS httpclient_curl
+  list(APPEND HTTPCLIENT_CORE_PACKAGE_LIBRARIES httpclient_curl)
+endif()
+
+foreach(library IN LISTS HTTPCLIENT_CORE_PACKAGE_LIBRARIES)
+  install(TARGETS ${library}
     EXPORT httpclient_coreTargets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
     RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
     INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-  install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/httpclient_curl"
+  install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/${library}"
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-  install(FILES "${PROJECT_BINARY_DIR}/include/httpclient_curl/Export.hpp"
-    DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/httpclient_curl")
-endif()
+  install(FILES "${PROJECT_BINARY_DIR}/include/${library}/Export.hpp"
+    DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/${library}")
+endforeach()
 
 install(EXPORT httpclient_coreTargets
   NAMESPACE httpclient_core::

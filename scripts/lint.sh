@@ -8,4 +8,4 @@ cd "$(dirname "$0")/.."
 build=${1:-build/release}
 mapfile -t files < <(git ls-files '*.cpp' '*.hpp')
 clang-format --dry-run --Werror "${files[@]}"
-clang-tidy -p "$build" --quiet src/*.cpp src/httpclient_curl/*.cpp tools/httpfetch/*.cpp
+clang-tidy -p "$build" --quiet src/*.cpp src/httpclient_*/*.cpp tools/httpfetch/*.cpp

@@ -4,7 +4,7 @@
 
 #include "support/Requests.hpp"
 
-#include <httpclient_core/testing/ScriptedHttpClient.hpp>
+#include <httpclient_scripted/ScriptedHttpClient.hpp>
 
 #include <gtest/gtest.h>
 
@@ -18,7 +18,7 @@ TEST(HttpClientConcurrency, SynchronousAndAsynchronousRequestsRunBesideConfigura
 {
     constexpr int threads = 4;
     constexpr int requestsPerThread = 50;
-    foundation::httpclient_core::testing::ScriptedHttpClient client;
+    foundation::httpclient_scripted::ScriptedHttpClient client;
     client.setRecording(false);
     std::atomic<int> completed{0};
     std::atomic<bool> stop{false};

@@ -4,7 +4,7 @@
 #include "support/Requests.hpp"
 
 #include <httpclient_core/Exceptions.hpp>
-#include <httpclient_core/testing/ScriptedHttpClient.hpp>
+#include <httpclient_scripted/ScriptedHttpClient.hpp>
 
 #include <gtest/gtest.h>
 
@@ -13,8 +13,8 @@
 #include <string>
 
 using namespace foundation::httpclient_core;
-using foundation::httpclient_core::testing::ScriptedHttpClient;
-using foundation::httpclient_core::testing::ScriptedReply;
+using foundation::httpclient_scripted::ScriptedHttpClient;
+using foundation::httpclient_scripted::ScriptedReply;
 using support::get;
 
 namespace {

@@ -22,4 +22,3 @@
 #include <httpclient_core/TransactionReport.hpp>
 #include <httpclient_core/URL.hpp>
 #include <httpclient_core/WebSocketClientConfiguration.hpp>
-#include <httpclient_core/testing/ScriptedHttpClient.hpp>

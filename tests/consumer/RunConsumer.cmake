@@ -17,6 +17,7 @@ run("${CMAKE_COMMAND}" -S "${CONSUMER_SOURCE}" -B "${WORK_DIR}/build"
     "-DCMAKE_BUILD_TYPE=${CONFIG}")
 run("${CMAKE_COMMAND}" --build "${WORK_DIR}/build")
 run("${WORK_DIR}/build/consumer")
+run("${WORK_DIR}/build/scripted_test")
 
 # The pkg-config file must name the library and its headers too.
 find_program(PKG_CONFIG pkg-config)

@@ -2,22 +2,30 @@
 // requests. Each attempt plays the next scripted reply (or the default one)
 // and is recorded, so a test can both steer and inspect its requests.
 //
-//   testing::ScriptedHttpClient client;
-//   client.enqueue(testing::ScriptedReply::status(HttpResponseCode::ServiceUnavailable, "Unavailable"));
-//   client.enqueue(testing::ScriptedReply::status(HttpResponseCode::OK, "OK").withBody("hello"));
+//   using namespace foundation::httpclient_core;
+//   using foundation::httpclient_scripted::ScriptedHttpClient;
+//   using foundation::httpclient_scripted::ScriptedReply;
+//
+//   ScriptedHttpClient client;
+//   client.enqueue(ScriptedReply::status(HttpResponseCode::ServiceUnavailable, "Unavailable"));
+//   client.enqueue(ScriptedReply::status(HttpResponseCode::OK, "OK").withBody("hello"));
 //   client.makeRequest(HttpRequest(HttpMethod::GET, URL{"http://test/"}, {})).getResponseBodyString(); // "hello"
 //   client.attempts().size();   // 2
+//
+// The library is httpclient_scripted (CMake target
+// httpclient_core::httpclient_scripted), kept apart from the core so that no
+// test code ships inside it.
 //
 // Asynchronous attempts run one at a time on the client's own thread, which
 // also runs their completion handlers.
 #pragma once
 
-#include <httpclient_core/Export.hpp>
 #include <httpclient_core/HttpClient.hpp>
 #include <httpclient_core/HttpHeaders.hpp>
 #include <httpclient_core/HttpMethod.hpp>
 #include <httpclient_core/HttpResponseCode.hpp>
 #include <httpclient_core/URL.hpp>
+#include <httpclient_scripted/Export.hpp>
 
 #include <condition_variable>
 #include <cstddef>
@@ -32,15 +40,15 @@
 #include <utility>
 #include <vector>
 
-namespace foundation::httpclient_core::testing {
+namespace foundation::httpclient_scripted {
 
 // One scripted attempt, played in this order: the status line, the header
 // fields, the body bytes, one progress report of the body's size, then
 // return or throw. Without a status line the attempt throws at once.
-class HTTPCLIENT_CORE_EXPORT ScriptedReply {
+class HTTPCLIENT_SCRIPTED_EXPORT ScriptedReply {
 public:
     // A reply with this status line.
-    static ScriptedReply status(HttpResponseCode code, std::string reason = {});
+    static ScriptedReply status(httpclient_core::HttpResponseCode code, std::string reason = {});
     // An attempt that fails before any status line arrives.
     static ScriptedReply failure(std::exception_ptr error);
     template <typename Exception>
@@ -64,7 +72,7 @@ public:
 private:
     friend class ScriptedHttpClient;
 
-    std::optional<std::pair<HttpResponseCode, std::string>> statusLine;
+    std::optional<std::pair<httpclient_core::HttpResponseCode, std::string>> statusLine;
     std::vector<std::pair<std::string, std::string>> headers;
     std::string body;
     std::exception_ptr error;
@@ -73,22 +81,22 @@ private:
 
 // What one attempt saw of its request.
 struct RecordedAttempt {
-    HttpMethod method;
-    URL url;
-    HttpHeaders headers;
+    httpclient_core::HttpMethod method;
+    httpclient_core::URL url;
+    httpclient_core::HttpHeaders headers;
     // The request body from its read position to its end, as the attempt read it.
     std::string body;
     // Empty for synchronous attempts.
     std::optional<unsigned long> requestId;
 };
 
-class HTTPCLIENT_CORE_EXPORT ScriptedHttpClient : public HttpClient {
+class HTTPCLIENT_SCRIPTED_EXPORT ScriptedHttpClient : public httpclient_core::HttpClient {
 public:
     ScriptedHttpClient();
     // Cancels what is queued, completes it, and joins the client's thread.
     ~ScriptedHttpClient() override;
 
-    using HttpClient::makeAsyncRequest;
+    using httpclient_core::HttpClient::makeAsyncRequest;
 
     // Replies are played in the order queued, by synchronous and asynchronous
     // attempts alike; when none is left the default reply is played.
@@ -108,20 +116,21 @@ public:
     std::size_t pendingAsyncRequests() const override;
 
 protected:
-    void performRequest(HttpRequest& request, HttpResponse& response) const override;
-    void performAsyncRequest(HttpRequest request, HttpResponse response, unsigned long requestId,
-                             CompletionHandler handler) const override;
+    void performRequest(httpclient_core::HttpRequest& request, httpclient_core::HttpResponse& response) const override;
+    void performAsyncRequest(httpclient_core::HttpRequest request, httpclient_core::HttpResponse response,
+                             unsigned long requestId, httpclient_core::CompletionHandler handler) const override;
 
 private:
     struct Job {
-        HttpRequest request;
-        HttpResponse response;
+        httpclient_core::HttpRequest request;
+        httpclient_core::HttpResponse response;
         unsigned long requestId;
-        CompletionHandler handler;
+        httpclient_core::CompletionHandler handler;
     };
 
-    ScriptedReply nextReply(HttpRequest& request, std::optional<unsigned long> requestId) const;
-    static void play(const ScriptedReply& reply, HttpRequest& request, HttpResponse& response);
+    ScriptedReply nextReply(httpclient_core::HttpRequest& request, std::optional<unsigned long> requestId) const;
+    static void play(const ScriptedReply& reply, httpclient_core::HttpRequest& request,
+                     httpclient_core::HttpResponse& response);
     // Plays one asynchronous attempt and completes it; everything the job
     // holds is released before it stops counting as in flight.
     void run(Job job, bool wasCancelled) const;
@@ -140,4 +149,4 @@ private:
     std::thread worker;
 };
 
-} // namespace foundation::httpclient_core::testing
+} // namespace foundation::httpclient_scripted

@@ -1,10 +1,18 @@
-#include <httpclient_core/testing/ScriptedHttpClient.hpp>
+#include <httpclient_scripted/ScriptedHttpClient.hpp>
 
 #include <httpclient_core/Exceptions.hpp>
 
 #include <iterator>
 
-namespace foundation::httpclient_core::testing {
+namespace foundation::httpclient_scripted {
+
+using httpclient_core::CompletionHandler;
+using httpclient_core::HttpRequest;
+using httpclient_core::HttpRequestCancelledException;
+using httpclient_core::HttpResponse;
+using httpclient_core::HttpResponseCode;
+using httpclient_core::Progress;
+using httpclient_core::ProgressResult;
 
 namespace {
 
@@ -227,4 +235,4 @@ void ScriptedHttpClient::serve()
     }
 }
 
-} // namespace foundation::httpclient_core::testing
+} // namespace foundation::httpclient_scripted
