@@ -1,0 +1,55 @@
+// RequestEncoding: how a request goes out on the wire, as functions of the
+// request alone: the method and body mode, the header lines, the resume
+// offset, and the request body as a source of bytes.
+//
+//   requestShape(post, url);        // {"POST", BodyMode::Post, 5} with "Content-Length: 5"
+//   headerLines(post, url);         // {"Content-Length: 5", "Content-Type:"}
+//   resumeOffset(ranged);           // 1000 for "Range: bytes=1000-"
+#pragma once
+
+#include <httpclient_core/HttpRequest.hpp>
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace foundation::httpclient_curl::detail {
+
+// HEAD asks for no body; GET and DELETE without a body send none; every
+// other request uploads its body (or an empty one, with Content-Length 0).
+enum class BodyMode { Head, Get, Bodiless, Post, Upload };
+
+struct RequestShape {
+    std::string method;
+    BodyMode mode;
+    // From Content-Length; -1 when unknown (sent chunked).
+    long long uploadSize;
+};
+
+// Throws HttpRequestFailedException "Cannot send a request with method
+// UNKNOWN to <url>" or "Content-Length <value> of the request to <url> is not
+// a byte count" (only plain digits are).
+RequestShape requestShape(const httpclient_core::HttpRequest& request, const std::string& url);
+
+// "Name: value" lines in the request's order; an empty value is written
+// "Name;", which is how libcurl sends a header with no value. A POST without
+// Content-Type gets "Content-Type:", which makes libcurl send none instead of
+// labelling the body a form. Throws HttpRequestFailedException "Refused to
+// send header <name> to <url>: it holds a CR, LF or NUL byte".
+std::vector<std::string> headerLines(const httpclient_core::HttpRequest& request, const std::string& url);
+
+// N of a "Range: bytes=N-" request header, the form a resumed attempt carries.
+std::optional<long long> resumeOffset(const httpclient_core::HttpRequest& request);
+
+// Reads up to size bytes of the request body into buffer; 0 at its end or
+// without a body. Throws "Request to <url> failed: the request body stream
+// could not be read".
+std::size_t readRequestBody(httpclient_core::HttpRequest& request, char* buffer, std::size_t size,
+                            const std::string& url);
+
+// Moves the body's read position to offset, for sending it again; false when
+// the request has no body or the stream cannot seek.
+bool rewindRequestBody(httpclient_core::HttpRequest& request, long long offset);
+
+} // namespace foundation::httpclient_curl::detail
