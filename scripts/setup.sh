@@ -10,6 +10,7 @@ packages=(
   libgtest-dev libgmock-dev
   libcurl4-openssl-dev libcpp-httplib-dev openssl
   clang-format clang-tidy
+  nginx
   "$@"
 )
 
