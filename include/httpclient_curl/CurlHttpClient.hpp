@@ -6,11 +6,40 @@
 //   response.getTransactionReport().redirectCount();  // redirects followed
 //   auto [future, id] = client.makeAsyncRequest(HttpRequest(HttpMethod::GET, URL{"http://127.0.0.1:8080/"}, {}));
 //
-// Each attempt uses the request's own configuration when it has one, else
-// the client's: redirects, CA bundle (peer and host are always verified),
-// connect and idle time-outs, the age of pooled connections and the proxy
-// (an empty proxy means none; the environment is never read). Connections
-// are kept alive and reused across requests and threads.
+// Every attempt of a request uses the configuration resolved before its
+// first attempt: the request's own, else a copy of the client's taken then,
+// which the client pins on the request (so setClientConfiguration never
+// changes a request already under way): redirects, CA bundle (peer and host
+// are always verified), connect and idle time-outs, the age of pooled
+// connections and the proxy (an empty proxy means none; the environment is
+// never read). Connections are kept alive and reused across requests and
+// threads.
+//
+// A successful result is never silently wrong:
+// - A resumed attempt ("Range: bytes=N-") sends its Range only when the
+//   response body holds exactly N bytes; otherwise the body starts again and
+//   the whole entity is asked for. By design this also holds for such a
+//   Range set by the caller.
+// - It carries If-Range with the validator of the last successful reply (a
+//   strong ETag, else Last-Modified), which the client keeps on the request
+//   as its If-Range header, so that a changed entity starts again. Without a
+//   validator a resume goes out without If-Range.
+// - A reply whose header block never ended, or whose Content-Length is not
+//   one plain byte count (two that differ included), fails the attempt with
+//   HttpRequestFailedException, and its connection is not reused.
+// - Progress figures of a body that started again leave out the bytes it no
+//   longer holds.
+//
+// Cancellation is final: once a request is cancelled (by identifier, by
+// cancelAllAsyncRequests, by its progress callback or by the destructor), no
+// further transfer starts for it; an attempt the retry strategy still asks
+// for completes at once with HttpRequestCancelledException without touching
+// the network. After an abort the request keeps a progress callback that
+// always aborts; before every attempt the progress callback is asked once
+// with no bytes moved. The strategy stays the judge: a custom strategy that
+// retries cancellations keeps a cancelled request alive through its own
+// pauses, and each of its retries ends as cancelled. The strategies of
+// DefaultRetry.hpp never retry a cancellation.
 //
 // Asynchronous transfers run on at most maxThreads event-loop threads with at
 // most maxRequestsPerThread transfers each; more wait in a queue. Completion
@@ -70,17 +99,24 @@ protected:
 
     // One attempt on a pooled connection. Before anything is sent it throws
     // HttpRequestFailedException "Refused to send header <name> to <url>: it
-    // holds a CR, LF or NUL byte", "Content-Length <value> of the request to
+    // holds a CR, LF or NUL byte", "Refused to send header <name> to <url>:
+    // its name is not a token", "Content-Length <value> of the request to
     // <url> is not a byte count" (only plain digits are), or "Cannot send a
     // request with method UNKNOWN to <url>"; the offending text stands in the
-    // angle brackets. A ranged attempt ("Range: bytes=N-") answered with a
-    // full 200 restarts the body from its start; a 206 whose Content-Range
-    // does not start at N throws HttpRequestFailedException "Content-Range
-    // <value> from <url> does not start at byte N". A body stream that fails
-    // throws HttpRequestFailedException "Request to <url> failed: ...";
-    // exceptions of the request's own callbacks and of its response stream
-    // factory pass through unchanged. Authorization and Cookie headers are not
-    // sent after a redirect that leaves the original host and port.
+    // angle brackets. A ranged attempt answered with a full 200 restarts the
+    // body from its start; a 206 whose Content-Range does not start at N
+    // throws HttpRequestFailedException "Content-Range <value> from <url>
+    // does not start at byte N". A reply fails the attempt with
+    // HttpRequestFailedException "Request to <url> failed: the connection
+    // closed inside the reply's header block", "Malformed Content-Length
+    // <value> from <url>" or "Conflicting Content-Length <a> and <b> from
+    // <url>"; a folded header line (obs-fold) is joined to its field with one
+    // space. A body stream that fails throws HttpRequestFailedException
+    // "Request to <url> failed: ...", ending with the system's error text
+    // when there is one ("...: No space left on device"); exceptions of the
+    // request's own callbacks and of its response stream factory pass through
+    // unchanged. Authorization and Cookie headers are not sent after a
+    // redirect that leaves the original host and port.
     void performRequest(httpclient_core::HttpRequest& request, httpclient_core::HttpResponse& response) const override;
     void performAsyncRequest(httpclient_core::HttpRequest request, httpclient_core::HttpResponse response,
                              unsigned long requestId, httpclient_core::CompletionHandler handler) const override;

@@ -20,13 +20,8 @@ constexpr std::chrono::milliseconds pollInterval(1000);
 
 } // namespace
 
-Job::Job(HttpRequest request, HttpResponse response, unsigned long requestId, CompletionHandler handler,
-         ClientConfiguration configuration)
-    : request(std::move(request)),
-      response(std::move(response)),
-      requestId(requestId),
-      handler(std::move(handler)),
-      configuration(std::move(configuration))
+Job::Job(HttpRequest request, HttpResponse response, unsigned long requestId, CompletionHandler handler)
+    : request(std::move(request)), response(std::move(response)), requestId(requestId), handler(std::move(handler))
 {
 }
 

@@ -12,14 +12,13 @@
 // before they wait in poll, and poll no longer than until it is due.
 //
 //   AsyncEngine engine(pool);
-//   engine.submit(std::make_unique<Job>(std::move(request), std::move(response), id, handler, configuration));
+//   engine.submit(std::make_unique<Job>(std::move(request), std::move(response), id, handler));
 //   engine.wait();
 #pragma once
 
 #include "HandlePool.hpp"
 #include "Transfer.hpp"
 
-#include <httpclient_core/ClientConfiguration.hpp>
 #include <httpclient_core/CompletionHandler.hpp>
 #include <httpclient_core/HttpRequest.hpp>
 #include <httpclient_core/HttpResponse.hpp>
@@ -44,13 +43,12 @@ class EventLoop;
 // An asynchronous attempt, from performAsyncRequest until its handler has run.
 struct Job {
     Job(httpclient_core::HttpRequest request, httpclient_core::HttpResponse response, unsigned long requestId,
-        httpclient_core::CompletionHandler handler, httpclient_core::ClientConfiguration configuration);
+        httpclient_core::CompletionHandler handler);
 
     httpclient_core::HttpRequest request;
     httpclient_core::HttpResponse response;
     unsigned long requestId;
     httpclient_core::CompletionHandler handler;
-    httpclient_core::ClientConfiguration configuration;
     std::optional<Transfer> transfer;
     std::exception_ptr error;
 };

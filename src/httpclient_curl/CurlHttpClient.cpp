@@ -1,5 +1,5 @@
-// The libcurl client's public face: it resolves each attempt's settings and
-// hands the attempt to a Transfer (synchronous) or to the AsyncEngine.
+// The libcurl client's public face: it pins each request's configuration and
+// hands every attempt to a Transfer (synchronous) or to the AsyncEngine.
 #include <httpclient_curl/CurlHttpClient.hpp>
 
 #include "AsyncEngine.hpp"
@@ -17,9 +17,13 @@ using namespace httpclient_core;
 
 namespace {
 
-ClientConfiguration settingsFor(const HttpRequest& request, const HttpClient& client)
+// Every attempt of a request runs with the configuration resolved before
+// its first: the request's own, else a copy of the client's taken then.
+void pinConfiguration(HttpRequest& request, const HttpClient& client)
 {
-    return request.hasClientConfiguration() ? request.getClientConfiguration() : client.getClientConfiguration();
+    if (!request.hasClientConfiguration()) {
+        request.setClientConfiguration(client.getClientConfiguration());
+    }
 }
 
 // libcurl's global state is set up before the first handle exists.
@@ -81,7 +85,8 @@ void CurlHttpClient::configurationChanged(const ClientConfiguration& configurati
 
 void CurlHttpClient::performRequest(HttpRequest& request, HttpResponse& response) const
 {
-    detail::Transfer transfer(impl->pool, request, response, settingsFor(request, *this));
+    pinConfiguration(request, *this);
+    detail::Transfer transfer(impl->pool, request, response);
     const CURLcode code = curl_easy_perform(transfer.easy());
     if (const std::exception_ptr error = transfer.finish(code)) {
         std::rethrow_exception(error);
@@ -91,9 +96,9 @@ void CurlHttpClient::performRequest(HttpRequest& request, HttpResponse& response
 void CurlHttpClient::performAsyncRequest(HttpRequest request, HttpResponse response, unsigned long requestId,
                                          CompletionHandler handler) const
 {
-    ClientConfiguration configuration = settingsFor(request, *this);
-    impl->engine.submit(std::make_unique<detail::Job>(std::move(request), std::move(response), requestId,
-                                                      std::move(handler), std::move(configuration)));
+    pinConfiguration(request, *this);
+    impl->engine.submit(
+        std::make_unique<detail::Job>(std::move(request), std::move(response), requestId, std::move(handler)));
 }
 
 } // namespace foundation::httpclient_curl

@@ -20,6 +20,11 @@ void throwHeaderRefused(const std::string& name, const std::string& url)
                                      ": it holds a CR, LF or NUL byte");
 }
 
+void throwHeaderNameRefused(const std::string& name, const std::string& url)
+{
+    throw HttpRequestFailedException("Refused to send header <" + name + "> to " + url + ": its name is not a token");
+}
+
 void throwUnsupportedMethod(const std::string& url)
 {
     throw HttpRequestFailedException("Cannot send a request with method UNKNOWN to " + url);
@@ -42,14 +47,30 @@ void throwRangeMismatch(const std::string& contentRange, long long start, const 
                                      std::to_string(start));
 }
 
-void throwBodyWriteFailure(const std::string& url)
+void throwBadReplyLength(const std::string& value, const std::string& url)
 {
-    throw requestFailure(url, "the response body stream refused the received bytes");
+    throw HttpRequestFailedException("Malformed Content-Length <" + value + "> from " + url);
+}
+
+void throwConflictingReplyLength(const std::string& first, const std::string& second, const std::string& url)
+{
+    throw HttpRequestFailedException("Conflicting Content-Length <" + first + "> and <" + second + "> from " + url);
+}
+
+void throwBodyWriteFailure(const std::string& url, const std::string& reason)
+{
+    const std::string refused = "the response body stream refused the received bytes";
+    throw requestFailure(url, reason.empty() ? refused : refused + ": " + reason);
 }
 
 void throwBodyReadFailure(const std::string& url)
 {
     throw requestFailure(url, "the request body stream could not be read");
+}
+
+void throwHeaderBlockCut(const std::string& url)
+{
+    throw requestFailure(url, "the connection closed inside the reply's header block");
 }
 
 std::exception_ptr transferError(CURLcode code, const char* errorText, const std::string& url)

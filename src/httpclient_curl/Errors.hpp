@@ -20,12 +20,18 @@ httpclient_core::HttpRequestFailedException requestFailure(const std::string& ur
 
 [[noreturn]] void throwOutOfHandles();
 [[noreturn]] void throwHeaderRefused(const std::string& name, const std::string& url);
+[[noreturn]] void throwHeaderNameRefused(const std::string& name, const std::string& url);
 [[noreturn]] void throwUnsupportedMethod(const std::string& url);
 [[noreturn]] void throwBadContentLength(const std::string& value, const std::string& url);
 [[noreturn]] void throwMalformedHeader(std::string_view line, const std::string& url);
 [[noreturn]] void throwRangeMismatch(const std::string& contentRange, long long start, const std::string& url);
-[[noreturn]] void throwBodyWriteFailure(const std::string& url);
+[[noreturn]] void throwBadReplyLength(const std::string& value, const std::string& url);
+[[noreturn]] void throwConflictingReplyLength(const std::string& first, const std::string& second,
+                                              const std::string& url);
+// reason: the system's error text, or "" when it gave none.
+[[noreturn]] void throwBodyWriteFailure(const std::string& url, const std::string& reason);
 [[noreturn]] void throwBodyReadFailure(const std::string& url);
+[[noreturn]] void throwHeaderBlockCut(const std::string& url);
 
 // Null for success, else a time-out, a cancellation, or a failure that
 // carries libcurl's own error text (errorText when it holds one) and the URL.

@@ -106,7 +106,7 @@ std::vector<std::unique_ptr<Job>> EventLoop::withdrawCancelled()
 void EventLoop::start(std::unique_ptr<Job> job)
 {
     try {
-        job->transfer.emplace(engine.pool, job->request, job->response, job->configuration);
+        job->transfer.emplace(engine.pool, job->request, job->response);
         const CURLMcode code = curl_multi_add_handle(multi.get(), job->transfer->easy());
         if (code != CURLM_OK) {
             throw requestFailure(job->request.getURL().toAsciiString(), curl_multi_strerror(code));

@@ -4,6 +4,7 @@
 
 #include <httpclient_core/HttpHeaders.hpp>
 #include <httpclient_core/HttpMethod.hpp>
+#include <httpclient_core/NameValueCollection.hpp>
 
 #include <charconv>
 #include <istream>
@@ -18,6 +19,27 @@ using namespace httpclient_core;
 namespace {
 
 const std::string rangeHeader = "Range";
+const std::string ifRangeHeader = "If-Range";
+
+bool sameName(const std::string& left, const std::string& right)
+{
+    const NameValueCollection::CaseInsensitiveCompare less;
+    return !less(left, right) && !less(right, left);
+}
+
+// tchar: a letter, a digit or one of the punctuation bytes allowed in a token.
+bool isToken(const std::string& name)
+{
+    const std::string_view punctuation = "!#$%&'*+-.^_`|~";
+    for (const char byte : name) {
+        const bool letter = (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z');
+        const bool digit = byte >= '0' && byte <= '9';
+        if (!letter && !digit && punctuation.find(byte) == std::string_view::npos) {
+            return false;
+        }
+    }
+    return !name.empty();
+}
 
 // CR and LF would end the header line early; NUL would cut it short.
 bool breaksHeaderLine(const std::string& text)
@@ -63,12 +85,19 @@ RequestShape requestShape(const HttpRequest& request, const std::string& url)
     return {std::move(name), method == HttpMethod::POST ? BodyMode::Post : BodyMode::Upload, size};
 }
 
-std::vector<std::string> headerLines(const HttpRequest& request, const std::string& url)
+std::vector<std::string> headerLines(const HttpRequest& request, const std::string& url, bool withholdRange)
 {
+    const bool ranged = !withholdRange && request.hasHeader(rangeHeader);
     std::vector<std::string> lines;
     for (const auto& [name, value] : request.getHeaders()) {
         if (breaksHeaderLine(name) || breaksHeaderLine(value)) {
             throwHeaderRefused(name, url);
+        }
+        if (!isToken(name)) {
+            throwHeaderNameRefused(name, url);
+        }
+        if ((withholdRange && sameName(name, rangeHeader)) || (!ranged && sameName(name, ifRangeHeader))) {
+            continue;
         }
         std::string line = name;
         line += value.empty() ? ";" : ": ";
@@ -96,7 +125,7 @@ std::optional<long long> resumeOffset(const HttpRequest& request)
     const char* const last = value.data() + value.size() - 1;
     const auto [end, error] = std::from_chars(first, last, offset);
     if (error != std::errc() || end != last || offset < 0) {
-        return std::nullopt;
+        return -1;
     }
     return offset;
 }

@@ -3,7 +3,7 @@
 // offset, and the request body as a source of bytes.
 //
 //   requestShape(post, url);        // {"POST", BodyMode::Post, 5} with "Content-Length: 5"
-//   headerLines(post, url);         // {"Content-Length: 5", "Content-Type:"}
+//   headerLines(post, url, false);  // {"Content-Length: 5", "Content-Type:"}
 //   resumeOffset(ranged);           // 1000 for "Range: bytes=1000-"
 #pragma once
 
@@ -35,11 +35,17 @@ RequestShape requestShape(const httpclient_core::HttpRequest& request, const std
 // "Name: value" lines in the request's order; an empty value is written
 // "Name;", which is how libcurl sends a header with no value. A POST without
 // Content-Type gets "Content-Type:", which makes libcurl send none instead of
-// labelling the body a form. Throws HttpRequestFailedException "Refused to
-// send header <name> to <url>: it holds a CR, LF or NUL byte".
-std::vector<std::string> headerLines(const httpclient_core::HttpRequest& request, const std::string& url);
+// labelling the body a form. If-Range goes out only beside a Range, and
+// withholdRange leaves out both. Throws HttpRequestFailedException "Refused
+// to send header <name> to <url>: it holds a CR, LF or NUL byte", or "...:
+// its name is not a token" for a name that is empty or holds a byte other
+// than a letter, a digit or one of !#$%&'*+-.^_`|~.
+std::vector<std::string> headerLines(const httpclient_core::HttpRequest& request, const std::string& url,
+                                     bool withholdRange);
 
-// N of a "Range: bytes=N-" request header, the form a resumed attempt carries.
+// N of an open-ended "Range: bytes=N-" request header, the form a resumed
+// attempt carries; -1 when N is not a byte count ("bytes=-1-" after a failed
+// body stream); nothing for any other Range or none.
 std::optional<long long> resumeOffset(const httpclient_core::HttpRequest& request);
 
 // Reads up to size bytes of the request body into buffer; 0 at its end or

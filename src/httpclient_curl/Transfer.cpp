@@ -3,6 +3,8 @@
 #include "Errors.hpp"
 #include "RequestEncoding.hpp"
 
+#include <httpclient_core/ClientConfiguration.hpp>
+#include <httpclient_core/Exceptions.hpp>
 #include <httpclient_core/TransactionReport.hpp>
 #include <httpclient_core/URL.hpp>
 
@@ -21,10 +23,12 @@ long secondsRoundedUp(long milliseconds)
     return milliseconds / 1000 + (milliseconds % 1000 > 0 ? 1 : 0);
 }
 
-HeaderList headerList(const HttpRequest& request, const std::string& url)
+const std::string ifRangeHeader = "If-Range";
+
+HeaderList headerList(const HttpRequest& request, const std::string& url, bool withholdRange)
 {
     HeaderList list;
-    for (const auto& line : headerLines(request, url)) {
+    for (const auto& line : headerLines(request, url, withholdRange)) {
         appendLine(list, line);
     }
     return list;
@@ -39,18 +43,33 @@ ConnectionSettings connectionSettings(const ClientConfiguration& configuration)
     return settings;
 }
 
+// A resume continues the body only where it ends; the body stream is made
+// (by its factory) only when there is a range to check.
+bool continuesBody(const std::optional<long long>& rangeStart, const HttpResponse& response)
+{
+    return rangeStart && *rangeStart >= 0 &&
+           static_cast<std::streamoff>(response.getResponseBody().tellp()) == *rangeStart;
+}
+
+ProgressResult cancelledProgress(const Progress&)
+{
+    return ProgressResult::Abort;
+}
+
 } // namespace
 
-Transfer::Transfer(HandlePool& pool, HttpRequest& request, HttpResponse& response,
-                   const ClientConfiguration& configuration)
+Transfer::Transfer(HandlePool& pool, HttpRequest& request, HttpResponse& response)
     : handle(pool),
       request(request),
       response(response),
       url(request.getURL().toAsciiString()),
-      headers(headerList(request, url)),
+      rangeStart(resumeOffset(request)),
+      resuming(continuesBody(rangeStart, response)),
+      headers(headerList(request, url, rangeStart && !resuming)),
       progress(request.hasProgressCallback() ? request.getProgressCallback() : ProgressCallback()),
-      receiver(response, url, resumeOffset(request))
+      receiver(response, url, resuming ? rangeStart : std::nullopt)
 {
+    const ClientConfiguration configuration = request.getClientConfiguration();
     set(CURLOPT_ERRORBUFFER, errorText);
     set(CURLOPT_URL, url.c_str());
     applyConnectionSettings(easy(), connectionSettings(configuration));
@@ -72,6 +91,12 @@ Transfer::Transfer(HandlePool& pool, HttpRequest& request, HttpResponse& respons
         set(CURLOPT_XFERINFODATA, this);
         set(CURLOPT_NOPROGRESS, 0L);
     }
+    if (rangeStart && !resuming) {
+        response.resetResponseBody();
+    }
+    if (progress && report(0, 0, 0, 0) != ProgressResult::Continue) {
+        throw HttpRequestCancelledException();
+    }
 }
 
 std::exception_ptr Transfer::finish(CURLcode code)
@@ -81,6 +106,13 @@ std::exception_ptr Transfer::finish(CURLcode code)
     curl_easy_getinfo(easy(), CURLINFO_REDIRECT_COUNT, &redirects);
     curl_easy_getinfo(easy(), CURLINFO_EFFECTIVE_URL, &effective);
     response.setTransactionReport(TransactionReport(redirects, URL{effective != nullptr ? effective : url}));
+    if (const auto& validator = receiver.validator()) {
+        if (validator->empty()) {
+            request.removeHeader(ifRangeHeader);
+        } else {
+            request.setHeaderValue(ifRangeHeader, *validator);
+        }
+    }
     if (callbackError) {
         return callbackError;
     }
@@ -157,15 +189,29 @@ int Transfer::onSeek(void* self, curl_off_t offset, int origin)
                                                                              : CURL_SEEKFUNC_CANTSEEK;
 }
 
+// The callback of a resumed request adds the range start to the download
+// figures; a body that started again does not hold those bytes.
+ProgressResult Transfer::report(curl_off_t downloadTotal, curl_off_t downloadNow, curl_off_t uploadTotal,
+                                curl_off_t uploadNow)
+{
+    const bool restarted = rangeStart && *rangeStart > 0 && (!resuming || receiver.restarted());
+    const std::int64_t discarded = restarted ? *rangeStart : 0;
+    return progress(Progress{static_cast<std::int64_t>(downloadTotal) - discarded,
+                             static_cast<std::int64_t>(downloadNow) - discarded, static_cast<std::int64_t>(uploadTotal),
+                             static_cast<std::int64_t>(uploadNow)});
+}
+
+// An abort is final: the request keeps a callback that aborts every later attempt.
 int Transfer::onProgress(void* self, curl_off_t downloadTotal, curl_off_t downloadNow, curl_off_t uploadTotal,
                          curl_off_t uploadNow)
 {
     auto& transfer = *static_cast<Transfer*>(self);
     ProgressResult result = ProgressResult::Continue;
     const bool reported = transfer.guarded([&] {
-        result =
-            transfer.progress(Progress{static_cast<std::int64_t>(downloadTotal), static_cast<std::int64_t>(downloadNow),
-                                       static_cast<std::int64_t>(uploadTotal), static_cast<std::int64_t>(uploadNow)});
+        result = transfer.report(downloadTotal, downloadNow, uploadTotal, uploadNow);
+        if (result != ProgressResult::Continue) {
+            transfer.request.setProgressCallback(cancelledProgress);
+        }
     });
     return reported && result == ProgressResult::Continue ? 0 : 1;
 }

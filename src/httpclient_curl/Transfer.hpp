@@ -4,36 +4,49 @@
 // callback (a stream failure, a refused reply, or one from the caller's own
 // callbacks) aborts the transfer and is the attempt's error.
 //
-//   Transfer transfer(pool, request, response, configuration);
+//   Transfer transfer(pool, request, response);
 //   std::exception_ptr error = transfer.finish(curl_easy_perform(transfer.easy()));
+//
+// The attempt runs with the request's own ClientConfiguration, which the
+// client pins on the request before its first attempt. It guards the wire
+// against a resume that no longer fits the body:
+// - "Range: bytes=N-" goes out only when the response body holds exactly N
+//   bytes; otherwise the body restarts and the whole entity is asked for.
+// - A resumed attempt carries If-Range with the validator of the last
+//   successful reply, which the transfer keeps on the request as If-Range.
+// - Progress figures leave out the N bytes a restarted body no longer holds.
+// - Once the progress callback has aborted, the request keeps a callback
+//   that always aborts, and every later attempt is cancelled before it
+//   touches the network.
 #pragma once
 
 #include "ConnectionSetup.hpp"
 #include "HandlePool.hpp"
 #include "ResponseReceiver.hpp"
 
-#include <httpclient_core/ClientConfiguration.hpp>
 #include <httpclient_core/HttpRequest.hpp>
 #include <httpclient_core/HttpResponse.hpp>
 
 #include <exception>
+#include <optional>
 #include <string>
 
 namespace foundation::httpclient_curl::detail {
 
 class Transfer {
 public:
-    // Throws, before anything is sent, what the request's encoding refuses.
-    Transfer(HandlePool& pool, httpclient_core::HttpRequest& request, httpclient_core::HttpResponse& response,
-             const httpclient_core::ClientConfiguration& configuration);
+    // Throws, before anything is sent, what the request's encoding refuses,
+    // and HttpRequestCancelledException when the progress callback asked
+    // with no bytes moved aborts.
+    Transfer(HandlePool& pool, httpclient_core::HttpRequest& request, httpclient_core::HttpResponse& response);
     Transfer(const Transfer&) = delete;
     Transfer& operator=(const Transfer&) = delete;
 
     CURL* easy() const { return handle.get(); }
 
     // Called once libcurl has ended the transfer with code: records the
-    // transaction report, flushes the body, and returns the attempt's error
-    // (null on success).
+    // transaction report and the reply's validator, flushes the body, and
+    // returns the attempt's error (null on success).
     std::exception_ptr finish(CURLcode code);
 
 private:
@@ -43,6 +56,8 @@ private:
         setOption(easy(), option, value);
     }
     void setBodyMode();
+    httpclient_core::ProgressResult report(curl_off_t downloadTotal, curl_off_t downloadNow, curl_off_t uploadTotal,
+                                           curl_off_t uploadNow);
 
     template <typename Action>
     bool guarded(Action&& action) noexcept
@@ -67,6 +82,9 @@ private:
     httpclient_core::HttpRequest& request;
     httpclient_core::HttpResponse& response;
     const std::string url;
+    // The request's Range start, and whether it goes out.
+    const std::optional<long long> rangeStart;
+    const bool resuming;
     const HeaderList headers;
     const httpclient_core::ProgressCallback progress;
     ResponseReceiver receiver;

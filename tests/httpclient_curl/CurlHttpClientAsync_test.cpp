@@ -169,3 +169,42 @@ TEST_F(CurlHttpClientAsync, CancelsEveryRequestInFlightAtOnceAndOnDestruction)
         EXPECT_THROW_MSG(future.get(), HttpRequestCancelledException, "Request cancelled");
     }
 }
+
+TEST_F(CurlHttpClientAsync, StartsNoTransferAfterACancellationWhateverTheStrategySays)
+{
+    const auto retryEverything = [](const HttpRequest&, const HttpResponse&, const std::exception_ptr&, int attempt,
+                                    int) { return attempt < 4; };
+    const auto abortOnFirstBytes = [](const Progress& progress) {
+        return progress.downloadNow > 0 ? ProgressResult::Abort : ProgressResult::Continue;
+    };
+    int handlerRuns = 0;
+    std::exception_ptr handlerError;
+    std::future<HttpResponse> cancelledById;
+    {
+        CurlHttpClient client(ClientConfiguration().withRetryStrategy(retryEverything));
+        auto sync = request("/payload");
+        sync.setProgressCallback(abortOnFirstBytes);
+        EXPECT_THROW_MSG(client.makeRequest(std::move(sync)), HttpRequestCancelledException, "Request cancelled");
+        EXPECT_EQ(server.seen("/payload").size(), 1U);
+
+        auto async = request("/payload");
+        async.setProgressCallback(abortOnFirstBytes);
+        client.makeAsyncRequest(std::move(async), [&](HttpRequest, HttpResponse, std::exception_ptr error) {
+            ++handlerRuns;
+            handlerError = std::move(error);
+        });
+        client.waitForAsyncRequests();
+        EXPECT_EQ(server.seen("/payload").size(), 2U);
+
+        unsigned long id = 0;
+        std::tie(cancelledById, id) = client.makeAsyncRequest(request("/stall"));
+        ASSERT_TRUE(server.waitForRequests("/stall", 1));
+        client.cancelAsyncRequest(id);
+        client.waitForAsyncRequests();
+        EXPECT_EQ(server.seen("/stall").size(), 1U);
+    }
+    EXPECT_EQ(handlerRuns, 1);
+    EXPECT_THROW_MSG(std::rethrow_exception(handlerError), HttpRequestCancelledException, "Request cancelled");
+    ASSERT_TRUE(ready(cancelledById));
+    EXPECT_THROW_MSG(cancelledById.get(), HttpRequestCancelledException, "Request cancelled");
+}

@@ -5,6 +5,7 @@
 #include <support/ExpectThrowMessage.hpp>
 #include <support/LoopbackServer.hpp>
 #include <support/Requests.hpp>
+#include <support/ScriptedServer.hpp>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -237,13 +238,62 @@ TEST_F(CurlHttpClientSync, RefusesAContentLengthOrMethodItCannotSendBeforeSendin
     EXPECT_TRUE(server.seen("/echo").empty());
 }
 
-TEST_F(CurlHttpClientSync, FailsWhenTheResponseBodyStreamRefusesTheBytes)
+TEST_F(CurlHttpClientSync, FailsWhenTheResponseBodyStreamRefusesTheBytesSayingWhyWhenTheSystemDoes)
 {
-    auto sent = request(HttpMethod::GET, "/payload");
-    sent.setResponseStreamFactory(
-        [](HttpResponseCode, const std::string&, const HttpHeaders&) { return std::make_unique<std::fstream>(); });
-    sent.setClientConfiguration(ClientConfiguration().withRetryStrategy(noRetriesStrategy()));
-    EXPECT_THROW_MSG(client.makeRequest(std::move(sent)), HttpRequestFailedException,
-                     "Request to " + server.url("/payload") +
-                         " failed: the response body stream refused the received bytes");
+    const struct {
+        const char* file;
+        std::string reason;
+    } rows[] = {{nullptr, ""}, {"/dev/full", ": No space left on device"}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.reason);
+        auto sent = request(HttpMethod::GET, "/payload");
+        sent.setResponseStreamFactory([&](HttpResponseCode, const std::string&, const HttpHeaders&) {
+            return row.file != nullptr ? std::make_unique<std::fstream>(row.file, std::ios::out | std::ios::binary)
+                                       : std::make_unique<std::fstream>();
+        });
+        sent.setClientConfiguration(ClientConfiguration().withRetryStrategy(noRetriesStrategy()));
+        EXPECT_THROW_MSG(client.makeRequest(std::move(sent)), HttpRequestFailedException,
+                         "Request to " + server.url("/payload") +
+                             " failed: the response body stream refused the received bytes" + row.reason);
+    }
+}
+
+TEST_F(CurlHttpClientSync, KeepsEveryAttemptOnTheConfigurationItStartedWith)
+{
+    const std::string deadProxy = "http://127.0.0.1:" + std::to_string(support::closedPort());
+    const auto retryOnceThenBreakTheClient = [&](const HttpRequest&, const HttpResponse&, const std::exception_ptr&,
+                                                 int attempt, int) {
+        client.setClientConfiguration(ClientConfiguration().withProxy(deadProxy));
+        return attempt < 2;
+    };
+    for (const bool async : {false, true}) {
+        SCOPED_TRACE(async);
+        client.setClientConfiguration(ClientConfiguration().withRetryStrategy(retryOnceThenBreakTheClient));
+        auto sent = request(HttpMethod::GET, "/echo");
+        const auto response =
+            async ? client.makeAsyncRequest(std::move(sent)).first.get() : client.makeRequest(std::move(sent));
+        EXPECT_EQ(response.getResponseBodyString(), "GET ");
+    }
+    EXPECT_EQ(server.seen("/echo").size(), 4U);
+}
+
+TEST_F(CurlHttpClientSync, RetriesAReplyWithUntrustworthyFramingOnAFreshConnectionAndUnfoldsFoldedFields)
+{
+    const std::string ok = "HTTP/1.1 200 OK\r\nX-Long: one\r\n two\r\nContent-Length: 2\r\n\r\nok";
+    for (const std::string length : {"0x10", "5abc", "18446744073709551616", "5\r\nContent-Length: 4"}) {
+        SCOPED_TRACE(length);
+        support::ScriptedServer scripted(
+            {{"HTTP/1.1 200 OK\r\nContent-Length: " + length + "\r\n\r\nhello", false}, {ok, false}});
+        auto sent = get(scripted.url("/"));
+        sent.setClientConfiguration(ClientConfiguration().withRetryStrategy(
+            [](const HttpRequest&, const HttpResponse&, const std::exception_ptr& error, int attempt, int) {
+                return error && attempt < 2;
+            }));
+        const auto response = client.makeRequest(std::move(sent));
+        EXPECT_EQ(response.getResponseBodyString(), "ok");
+        EXPECT_EQ(response.getHeaderValue("X-Long"), "one two");
+        const auto received = scripted.received();
+        ASSERT_EQ(received.size(), 2U);
+        EXPECT_EQ(received[1].connection, 1U);
+    }
 }
