@@ -48,7 +48,10 @@
 // completion threads that starts with one, which runs the handlers one after
 // another; when completions have waited about 5 ms because every completion
 // thread is inside a handler, another thread joins, up to maxThreads x
-// maxRequestsPerThread. Limits below 1 count as 1.
+// maxRequestsPerThread. Limits below 1 count as 1. When the system refuses a
+// thread, the client goes on with the threads it has; a request that no
+// thread can run fails with HttpRequestFailedException "Request to <url>
+// failed: no thread could be started to run it".
 //
 // Failures: HttpRequestTimeoutException when a time-out fires,
 // HttpRequestCancelledException when the progress callback aborts or the

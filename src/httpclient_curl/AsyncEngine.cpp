@@ -4,6 +4,8 @@
 #include "EventLoop.hpp"
 
 #include <algorithm>
+#include <new>
+#include <string>
 #include <utility>
 
 namespace foundation::httpclient_curl::detail {
@@ -21,7 +23,10 @@ constexpr std::chrono::milliseconds pollInterval(1000);
 } // namespace
 
 Job::Job(HttpRequest request, HttpResponse response, unsigned long requestId, CompletionHandler handler)
-    : request(std::move(request)), response(std::move(response)), requestId(requestId), handler(std::move(handler))
+    : request(std::move(request)),
+      response(std::move(response)),
+      requestId(requestId),
+      handler(std::move(handler))
 {
 }
 
@@ -36,23 +41,34 @@ void AsyncEngine::setLimits(long threads, long requestsPerThread)
     const std::lock_guard<std::mutex> lock(mutex);
     threadLimit = static_cast<std::size_t>(std::max(1L, threads));
     requestsPerThreadLimit = static_cast<std::size_t>(std::max(1L, requestsPerThread));
-    startLoopIfNeeded(0);
+    static_cast<void>(startLoopIfNeeded(0));
     wakeLoops();
 }
 
 void AsyncEngine::submit(std::unique_ptr<Job> job)
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    const bool refused = stopping || cancelled.count(job->requestId) > 0;
-    if (!refused) {
-        startLoopIfNeeded(1);
-    }
-    ++inFlight[job->requestId];
-    if (refused) {
+    const unsigned long requestId = job->requestId;
+    if (stopping || cancelled.count(requestId) > 0) {
         job->error = cancellation();
-        complete(std::move(job));
-    } else {
-        queue.push_back(std::move(job));
+    } else if (!startLoopIfNeeded(1)) {
+        throw requestFailure(job->request.getURL().toAsciiString(), "no thread could be started to run it");
+    }
+    const auto counted = inFlight.find(requestId);
+    try {
+        ++inFlight[requestId];
+        if (job->error) {
+            complete(std::move(job));
+        } else {
+            queue.push_back(std::move(job));
+        }
+    } catch (const std::bad_alloc&) {
+        if (counted == inFlight.end()) {
+            inFlight.erase(requestId);
+        } else if (counted->second > 0) {
+            --counted->second;
+        }
+        throw requestFailure(job->request.getURL().toAsciiString(), "out of memory");
     }
     wakeLoops();
 }
@@ -131,7 +147,13 @@ std::chrono::milliseconds AsyncEngine::superviseCompletions(Clock::time_point no
     }
     const auto stalled = now - lastTaken;
     if (completionThreads.empty() || stalled >= stallThreshold) {
-        completionThreads.emplace_back([this] { runCompletions(); });
+        // When no thread can be started, the threads there are go on; the
+        // loops try again after stallThreshold.
+        try {
+            completionThreads.emplace_back([this] { runCompletions(); });
+        } catch (const std::exception&) {
+            return stallThreshold;
+        }
         lastTaken = now;
         return stallThreshold;
     }
@@ -201,17 +223,24 @@ void AsyncEngine::cancelLocked(Matches matches)
 }
 
 // Starts another loop when the queue, with incoming jobs about to join it,
-// holds more than the free places of the loops in use. Runs under the mutex;
-// when it throws, nothing has changed.
-void AsyncEngine::startLoopIfNeeded(std::size_t incoming)
+// holds more than the free places of the loops in use. When no loop can be
+// started the client goes on with the loops it has; returns whether there is
+// any. Runs under the mutex.
+bool AsyncEngine::startLoopIfNeeded(std::size_t incoming)
 {
     std::size_t freePlaces = 0;
     for (std::size_t i = 0; i < std::min(loops.size(), threadLimit); ++i) {
         freePlaces += requestsPerThreadLimit - std::min(loops[i]->load, requestsPerThreadLimit);
     }
     if (queue.size() + incoming > freePlaces && loops.size() < threadLimit) {
-        loops.push_back(std::make_unique<EventLoop>(*this, loops.size()));
+        try {
+            loops.reserve(loops.size() + 1);
+            loops.push_back(std::make_unique<EventLoop>(*this, loops.size()));
+        } catch (const std::exception&) {
+            return !loops.empty();
+        }
     }
+    return !loops.empty();
 }
 
 void AsyncEngine::wakeLoops()

@@ -65,7 +65,11 @@ public:
     // Limits below 1 count as 1; they apply to work started from now on.
     void setLimits(long threads, long requestsPerThread);
     // Queues the attempt, or completes it at once as cancelled when its
-    // request was cancelled or the engine is shutting down.
+    // request was cancelled or the engine is shutting down. With nothing
+    // changed, throws HttpRequestFailedException "Request to <url> failed: no
+    // thread could be started to run it" when there is no event loop and
+    // none can be started, and "Request to <url> failed: out of memory" when
+    // the bookkeeping cannot allocate.
     void submit(std::unique_ptr<Job> job);
     void cancel(unsigned long requestId);
     void cancelAll();
@@ -86,7 +90,7 @@ private:
     void settle(unsigned long requestId);
     template <typename Matches>
     void cancelLocked(Matches matches);
-    void startLoopIfNeeded(std::size_t incoming);
+    bool startLoopIfNeeded(std::size_t incoming);
     void wakeLoops();
 
     HandlePool& pool;

@@ -2,6 +2,7 @@
 
 #include "Errors.hpp"
 
+#include <new>
 #include <utility>
 
 namespace foundation::httpclient_curl::detail {
@@ -23,18 +24,22 @@ EasyHandle HandlePool::take()
     return handle;
 }
 
-void HandlePool::give(EasyHandle handle)
+void HandlePool::give(EasyHandle handle) noexcept
 {
     curl_easy_reset(handle.get());
     const std::lock_guard<std::mutex> lock(mutex);
-    idle.push_back(std::move(handle));
+    try {
+        idle.push_back(std::move(handle));
+    } catch (const std::bad_alloc&) {
+        return;
+    }
 }
 
 PooledHandle::PooledHandle(HandlePool& pool) : pool(pool), handle(pool.take())
 {
 }
 
-PooledHandle::~PooledHandle()
+PooledHandle::~PooledHandle() noexcept
 {
     pool.give(std::move(handle));
 }

@@ -20,8 +20,9 @@ public:
     // Throws HttpRequestFailedException "libcurl could not make a transfer
     // handle" when there is no idle one and libcurl cannot make one.
     EasyHandle take();
-    // Forgets every option of the last transfer; the connections stay.
-    void give(EasyHandle handle);
+    // Forgets every option of the last transfer; the connections stay. A
+    // handle the pool has no room for is closed.
+    void give(EasyHandle handle) noexcept;
 
 private:
     std::mutex mutex;
@@ -32,7 +33,7 @@ private:
 class PooledHandle {
 public:
     explicit PooledHandle(HandlePool& pool);
-    ~PooledHandle();
+    ~PooledHandle() noexcept;
     PooledHandle(const PooledHandle&) = delete;
     PooledHandle& operator=(const PooledHandle&) = delete;
 
