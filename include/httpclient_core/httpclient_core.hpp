@@ -19,6 +19,7 @@
 #include <httpclient_core/NameValueCollection.hpp>
 #include <httpclient_core/PercentEncoder.hpp>
 #include <httpclient_core/QueryParameters.hpp>
+#include <httpclient_core/RetryStrategies.hpp>
 #include <httpclient_core/TransactionReport.hpp>
 #include <httpclient_core/URL.hpp>
 #include <httpclient_core/WebSocketClientConfiguration.hpp>
