@@ -95,11 +95,11 @@ HTTPCLIENT_CORE_EXPORT std::optional<std::chrono::seconds> retryAfterDelay(const
 // retryAfterDelay(value, t0): above maxRetryAfter the answer is false at once,
 // without asking inner, so the caller gets the 429 or 503 rather than a
 // blocked thread (and inner neither pauses nor spends a shared budget).
-// Otherwise inner decides (and may pause); its no is final. After its yes,
-// this sleeps what is left of the server's wait, wait - (now() - t0) with the
-// elapsed time floored to whole milliseconds, when that is positive: inner's own pause counts
-// towards it. Empty sleep and now stand for std::this_thread::sleep_for and
-// the system clock.
+// Otherwise inner decides (and may pause); its no is final, and an empty inner
+// says no. After its yes this sleeps what is left of the server's wait,
+// wait - (now() - t0) with the elapsed time floored to whole milliseconds,
+// when that is positive: inner's own pause counts towards it. Empty sleep and
+// now stand for std::this_thread::sleep_for and the system clock.
 HTTPCLIENT_CORE_EXPORT RetryStrategy honorRetryAfter(
     RetryStrategy inner, std::chrono::seconds maxRetryAfter = std::chrono::seconds(120),
     std::set<HttpResponseCode> statuses = {HttpResponseCode::PayloadTooLarge, HttpResponseCode::TooManyRequests,
@@ -137,15 +137,15 @@ private:
 
 // A successful attempt (a 2xx without an exception) pays tokens back, the
 // quota's successIncrement when it was the first attempt and otherwise what
-// the retry before it cost, and gives false. Otherwise, when inner says
-// retry, the retry costs timeoutCost after a time-out and retryCost after
-// anything else, and the answer is false when the quota cannot pay. The cost
-// of the last retry is remembered by the strategy object: in the synchronous
-// loop one copy judges every attempt of a request, so the refund is exact; the
-// asynchronous chain judges each attempt with a fresh copy, which pays back
-// retryCost. A strategy object is therefore not to be called from two threads
-// at once (copies may). Throws std::invalid_argument "withRetryQuota needs a
-// quota" for a null quota.
+// the retry before it cost, and gives false. Otherwise, when inner says retry
+// (an empty inner says no), the retry costs timeoutCost after a time-out and
+// retryCost after anything else, and the answer is false when the quota
+// cannot pay. The cost of the last retry is remembered by the strategy object:
+// in the synchronous loop one copy judges every attempt of a request, so the
+// refund is exact; the asynchronous chain judges each attempt with a fresh
+// copy, which pays back retryCost. A strategy object is therefore not to be
+// called from two threads at once (copies may). Throws std::invalid_argument
+// "withRetryQuota needs a quota" for a null quota.
 HTTPCLIENT_CORE_EXPORT RetryStrategy withRetryQuota(RetryStrategy inner, std::shared_ptr<RetryQuota> quota);
 
 } // namespace foundation::httpclient_core
