@@ -361,10 +361,11 @@ TEST(RetryStrategies, ComposeInTheSynchronousLoopAndTheAsynchronousChainAlike)
         options.maxAttempts = 5;
         options.sleep = time.sleep();
         options.uniform01 = [] { return 0.5; };
+        const auto quota = std::make_shared<RetryQuota>();
         ClientConfiguration configuration;
         configuration.withResumeOnRetry(true).withRetryStrategy(
-            honorRetryAfter(jitteredRetryStrategy(options), seconds(120), {HttpResponseCode::ServiceUnavailable},
-                            time.sleep(), time.clock()));
+            honorRetryAfter(withRetryQuota(jitteredRetryStrategy(options), quota), seconds(120),
+                            {HttpResponseCode::ServiceUnavailable}, time.sleep(), time.clock()));
 
         ScriptedHttpClient client;
         client.setClientConfiguration(support::with(noRetriesStrategy()));
@@ -395,5 +396,6 @@ TEST(RetryStrategies, ComposeInTheSynchronousLoopAndTheAsynchronousChainAlike)
         // of its 2 s. The cut: the synchronous count goes on (half of 4 x 100),
         // the asynchronous one restarts after the 200 (half of 100).
         EXPECT_EQ(time.sleeps, (std::vector<long long>{50, 1000, 1000, async ? 50 : 200}));
+        EXPECT_EQ(quota->available(), 500 - 3 * 5 + 5); // three retries, the last one paid back
     }
 }
