@@ -344,11 +344,11 @@ public:
                     int attempt, int failuresSinceSuccess) const
     {
         const auto start = clock();
-        const auto wait = serverWait(response, start);
-        if (wait && *wait > maxRetryAfter) {
+        if (!inner || !inner(request, response, error, attempt, failuresSinceSuccess)) {
             return false;
         }
-        if (!inner || !inner(request, response, error, attempt, failuresSinceSuccess)) {
+        const auto wait = serverWait(response, start);
+        if (wait && *wait > maxRetryAfter) {
             return false;
         }
         if (wait) {

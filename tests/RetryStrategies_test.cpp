@@ -260,7 +260,7 @@ TEST(HonorRetryAfter, WaitsUntilTheServerAsksCountingInnersPause)
         {"an HTTP-date", 429, "Sun, 06 Nov 1994 08:49:30 GMT", 0, true, true, true, {30000}},
         {"inner paused longer", 413, "2", 5000, true, true, true, {5000}},
         {"at the limit", 503, "120", 0, true, true, true, {120000}},
-        {"above the limit", 503, "121", 0, true, false, false, {}},
+        {"above the limit", 503, "121", 2000, true, false, true, {2000}},
         {"inner says no", 503, "10", 0, false, false, true, {}},
         {"status not listed", 500, "10", 0, true, true, true, {}},
         {"unparsable", 503, "soon", 0, true, true, true, {}},

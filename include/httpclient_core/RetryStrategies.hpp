@@ -90,13 +90,12 @@ HTTPCLIENT_CORE_EXPORT RetryStrategy jitteredRetryStrategy(JitteredBackoff optio
 HTTPCLIENT_CORE_EXPORT std::optional<std::chrono::seconds> retryAfterDelay(const std::string& value,
                                                                            std::chrono::system_clock::time_point now);
 
-// Reads now() once, at t0, then decides. When the response's code is in
+// Reads now() once, at t0, then asks inner, which decides (and may pause); its
+// no is final, and an empty inner says no. When the response's code is in
 // statuses and its "Retry-After" parses, the server's wait is
-// retryAfterDelay(value, t0): above maxRetryAfter the answer is false at once,
-// without asking inner, so the caller gets the 429 or 503 rather than a
-// blocked thread (and inner neither pauses nor spends a shared budget).
-// Otherwise inner decides (and may pause); its no is final, and an empty inner
-// says no. After its yes this sleeps what is left of the server's wait,
+// retryAfterDelay(value, t0): above maxRetryAfter the answer is false, without
+// a sleep of its own, so the caller gets the 429 or 503 rather than a blocked
+// thread. Otherwise, after inner's yes, this sleeps what is left of the wait,
 // wait - (now() - t0) with the elapsed time floored to whole milliseconds,
 // when that is positive: inner's own pause counts towards it. Empty sleep and
 // now stand for std::this_thread::sleep_for and the system clock.
