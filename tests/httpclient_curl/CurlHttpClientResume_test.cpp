@@ -1,7 +1,5 @@
 #include <httpclient_curl/CurlHttpClient.hpp>
 
-#include <httpclient_core/Exceptions.hpp>
-#include <support/ExpectThrowMessage.hpp>
 #include <support/LoopbackServer.hpp>
 #include <support/ScriptedServer.hpp>
 
@@ -76,13 +74,6 @@ TEST_F(CurlHttpClientResume, ContinuesACutDownloadOrStartsAfreshWhenTheRangedRet
         }
         EXPECT_EQ(ranges, row.ranges);
     }
-}
-
-TEST_F(CurlHttpClientResume, FailsARangedRetryWhoseContentRangeStartsElsewhere)
-{
-    EXPECT_THROW_MSG(download("/cut-then-wrong-range", 2), HttpRequestFailedException,
-                     "Content-Range <bytes 0-65535/65536> from " + server.url("/cut-then-wrong-range") +
-                         " does not start at byte 32768");
 }
 
 TEST_F(CurlHttpClientResume, ResumesOnlyWhereTheBodyEndsAndOnlyTheSameEntity)

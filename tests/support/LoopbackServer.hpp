@@ -15,7 +15,6 @@
 //   /payload               200 with payload() as body
 //   /cut-midway            first reply cut after half of payload(); then honours "Range: bytes=N-" with a 206
 //   /cut-then-full         first reply cut; then ignores Range and sends all of payload() with a 200
-//   /cut-then-wrong-range  first reply cut; then a 206 whose Content-Range starts at 0
 //   /cut-then-416          first reply cut; then 416 to a ranged request, 200 with payload() otherwise
 //   /cut-then-short        first reply cut; then 200 "short"
 //   /redirect/<n>          302 to /redirect/<n-1>; /redirect/0 replies 200 "landed"
