@@ -137,6 +137,38 @@ ClientConfiguration& ClientConfiguration::withConnectionMaxIdle(long connectionM
     return *this;
 }
 
+long ClientConfiguration::requestTimeout() const
+{
+    return requestTimeout_;
+}
+
+void ClientConfiguration::setRequestTimeout(long requestTimeout)
+{
+    requestTimeout_ = requestTimeout;
+}
+
+ClientConfiguration& ClientConfiguration::withRequestTimeout(long requestTimeout)
+{
+    setRequestTimeout(requestTimeout);
+    return *this;
+}
+
+bool ClientConfiguration::acceptCompressed() const
+{
+    return acceptCompressed_;
+}
+
+void ClientConfiguration::setAcceptCompressed(bool acceptCompressed)
+{
+    acceptCompressed_ = acceptCompressed;
+}
+
+ClientConfiguration& ClientConfiguration::withAcceptCompressed(bool acceptCompressed)
+{
+    setAcceptCompressed(acceptCompressed);
+    return *this;
+}
+
 long ClientConfiguration::idleSpeed() const
 {
     return idleSpeed_;

@@ -17,11 +17,12 @@ TEST(ClientConfiguration, DefaultsFollowFiveRedirectsWithoutResumingAndCarryTheT
     EXPECT_TRUE(config.certificateFile().empty());
     EXPECT_TRUE(config.followRedirects());
     EXPECT_FALSE(config.resumeOnRetry());
+    EXPECT_FALSE(config.acceptCompressed());
     EXPECT_EQ(config.proxy(), "");
     EXPECT_EQ(std::make_tuple(config.maxRedirects(), config.connectTimeout(), config.idleTimeout(),
-                              config.connectionMaxIdle(), config.idleSpeed(), config.maxThreads(),
-                              config.maxRequestsPerThread()),
-              std::make_tuple(5L, 5000L, 30000L, 30000L, 1L, 4L, 2L));
+                              config.connectionMaxIdle(), config.requestTimeout(), config.idleSpeed(),
+                              config.maxThreads(), config.maxRequestsPerThread()),
+              std::make_tuple(5L, 5000L, 30000L, 30000L, 0L, 1L, 4L, 2L));
 }
 
 TEST(ClientConfiguration, DefaultStrategyIsADefaultRetryThatRetriesATimedOutGetButNotAPost)
@@ -47,6 +48,8 @@ TEST(ClientConfiguration, BuildersChainOnTheSameRecordAndStoreValuesUnchecked)
                                        .withConnectTimeout(1)
                                        .withIdleTimeout(2)
                                        .withConnectionMaxIdle(3)
+                                       .withRequestTimeout(-5)
+                                       .withAcceptCompressed(true)
                                        .withIdleSpeed(0)
                                        .withMaxThreads(-4)
                                        .withMaxRequestsPerThread(7)
@@ -56,9 +59,10 @@ TEST(ClientConfiguration, BuildersChainOnTheSameRecordAndStoreValuesUnchecked)
     EXPECT_FALSE(config.followRedirects());
     EXPECT_FALSE(static_cast<bool>(config.retryStrategy())) << "an empty strategy is kept as it is";
     EXPECT_TRUE(config.resumeOnRetry());
+    EXPECT_TRUE(config.acceptCompressed());
     EXPECT_EQ(config.proxy(), "http://proxy:3128");
     EXPECT_EQ(std::make_tuple(config.maxRedirects(), config.connectTimeout(), config.idleTimeout(),
-                              config.connectionMaxIdle(), config.idleSpeed(), config.maxThreads(),
-                              config.maxRequestsPerThread()),
-              std::make_tuple(-1L, 1L, 2L, 3L, 0L, -4L, 7L));
+                              config.connectionMaxIdle(), config.requestTimeout(), config.idleSpeed(),
+                              config.maxThreads(), config.maxRequestsPerThread()),
+              std::make_tuple(-1L, 1L, 2L, 3L, -5L, 0L, -4L, 7L));
 }

@@ -70,6 +70,22 @@ public:
     void setConnectionMaxIdle(long connectionMaxIdle);
     ClientConfiguration& withConnectionMaxIdle(long connectionMaxIdle);
 
+    // Milliseconds one whole attempt may take, from connecting to the last
+    // body byte, before the transport aborts it with
+    // HttpRequestTimeoutException; 0 means no limit (default 0).
+    long requestTimeout() const;
+    void setRequestTimeout(long requestTimeout);
+    ClientConfiguration& withRequestTimeout(long requestTimeout);
+
+    // Whether the transport asks for a compressed response (gzip, deflate,
+    // br, zstd, as far as it supports them) and hands the body over decoded
+    // (default false). A ranged attempt, and every attempt of a request that
+    // resumes on retry, asks for the identity encoding instead, so that a
+    // resumed body never mixes encoded and decoded bytes.
+    bool acceptCompressed() const;
+    void setAcceptCompressed(bool acceptCompressed);
+    ClientConfiguration& withAcceptCompressed(bool acceptCompressed);
+
     // Bytes per second below which a transfer counts as idle (default 1).
     long idleSpeed() const;
     void setIdleSpeed(long idleSpeed);
@@ -99,6 +115,8 @@ private:
     long connectTimeout_ = 5000;
     long idleTimeout_ = 30000;
     long connectionMaxIdle_ = 30000;
+    long requestTimeout_ = 0;
+    bool acceptCompressed_ = false;
     long idleSpeed_ = 1;
     long maxThreads_ = 4;
     long maxRequestsPerThread_ = 2;
