@@ -10,10 +10,37 @@
 // first attempt: the request's own, else a copy of the client's taken then,
 // which the client pins on the request (so setClientConfiguration never
 // changes a request already under way): redirects, CA bundle (peer and host
-// are always verified), connect and idle time-outs, the age of pooled
-// connections and the proxy (an empty proxy means none; the environment is
-// never read). Connections are kept alive and reused across requests and
-// threads.
+// are always verified), time-outs, compression, the age of pooled
+// connections (libcurl takes it in whole seconds, so it is rounded up) and
+// the proxy (an empty proxy means none; the environment is never read).
+//
+// Time-outs, in milliseconds: connectTimeout for connecting; idleTimeout
+// once the transfer has moved fewer than idleSpeed bytes a second for that
+// long, measured over windows of about a second, so that a stall after a
+// fast burst ends the attempt within about a second of idleTimeout;
+// requestTimeout (0 = none) for the whole attempt, however steadily bytes
+// trickle. Each throws HttpRequestTimeoutException.
+//
+// On the wire: the request's URL without its fragment, its query parameters
+// joined to any query the URL has ("http://h/p?x=1#top" with a=1 sends
+// "/p?x=1&a=1"). "User-Agent: httpclient_core/<version>" unless the request
+// sets its own; a User-Agent header with an empty value sends none at all.
+// With acceptCompressed, "Accept-Encoding" offers every coding this libcurl
+// decodes (gzip, deflate, br, zstd) and the body arrives decoded; a ranged
+// attempt, and every attempt of a configuration that resumes on retry,
+// offers only identity. Content-Length and Transfer-Encoding follow the body
+// (chunked without a Content-Length). A POST answered by 301, 302 or 303 is
+// followed as a GET without body, Content-Length, Content-Type or
+// Transfer-Encoding; 307 and 308 send the method and the body again from its
+// start, and a body stream that cannot seek back fails the attempt with
+// HttpRequestFailedException "Request to <url> failed: the request body
+// cannot be rewound to send it again".
+//
+// One cache of connections, DNS answers and TLS sessions serves every
+// request of a client, whatever thread or event loop runs it; idle
+// connections stay open for reuse. Over TLS, HTTP/2 is negotiated when the
+// server offers it, and transfers of one event loop to that server share its
+// connection once it is open.
 //
 // A successful result is never silently wrong:
 // - A resumed attempt ("Range: bytes=N-") sends its Range only when the

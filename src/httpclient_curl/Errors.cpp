@@ -73,6 +73,11 @@ void throwHeaderBlockCut(const std::string& url)
     throw requestFailure(url, "the connection closed inside the reply's header block");
 }
 
+void throwBodyNotRewindable(const std::string& url)
+{
+    throw requestFailure(url, "the request body cannot be rewound to send it again");
+}
+
 std::exception_ptr transferError(CURLcode code, const char* errorText, const std::string& url)
 {
     switch (code) {

@@ -32,6 +32,7 @@ httpclient_core::HttpRequestFailedException requestFailure(const std::string& ur
 [[noreturn]] void throwBodyWriteFailure(const std::string& url, const std::string& reason);
 [[noreturn]] void throwBodyReadFailure(const std::string& url);
 [[noreturn]] void throwHeaderBlockCut(const std::string& url);
+[[noreturn]] void throwBodyNotRewindable(const std::string& url);
 
 // Null for success, else a time-out, a cancellation, or a failure that
 // carries libcurl's own error text (errorText when it holds one) and the URL.

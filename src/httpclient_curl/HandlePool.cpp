@@ -7,6 +7,29 @@
 
 namespace foundation::httpclient_curl::detail {
 
+HandlePool::HandlePool() : share(curl_share_init())
+{
+    if (!share) {
+        throwOutOfHandles();
+    }
+    curl_share_setopt(share.get(), CURLSHOPT_LOCKFUNC, &HandlePool::lock);
+    curl_share_setopt(share.get(), CURLSHOPT_UNLOCKFUNC, &HandlePool::unlock);
+    curl_share_setopt(share.get(), CURLSHOPT_USERDATA, this);
+    for (const curl_lock_data data : {CURL_LOCK_DATA_CONNECT, CURL_LOCK_DATA_DNS, CURL_LOCK_DATA_SSL_SESSION}) {
+        curl_share_setopt(share.get(), CURLSHOPT_SHARE, data);
+    }
+}
+
+void HandlePool::lock(CURL*, curl_lock_data data, curl_lock_access, void* self)
+{
+    static_cast<HandlePool*>(self)->locks[data].lock();
+}
+
+void HandlePool::unlock(CURL*, curl_lock_data data, void* self)
+{
+    static_cast<HandlePool*>(self)->locks[data].unlock();
+}
+
 EasyHandle HandlePool::take()
 {
     {

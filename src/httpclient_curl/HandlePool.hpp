@@ -1,9 +1,12 @@
-// HandlePool: idle easy handles, each keeping its live connections, so that a
-// later request to the same server reuses one whatever thread sends it.
+// HandlePool: idle easy handles, and the caches that every transfer of one
+// client shares, whatever thread or event loop runs it: connections, DNS
+// answers and TLS sessions. A later request to the same server reuses an idle
+// connection, however handles come and go.
 //
 //   HandlePool pool;
 //   {
 //       PooledHandle handle(pool);     // an idle handle, or a new one
+//       curl_easy_setopt(handle.get(), CURLOPT_SHARE, pool.caches());
 //       curl_easy_perform(handle.get());
 //   }                                  // back in the pool, options forgotten
 #pragma once
@@ -18,6 +21,15 @@ namespace foundation::httpclient_curl::detail {
 class HandlePool {
 public:
     // Throws HttpRequestFailedException "libcurl could not make a transfer
+    // handle" when libcurl cannot make the share handle.
+    HandlePool();
+    HandlePool(const HandlePool&) = delete;
+    HandlePool& operator=(const HandlePool&) = delete;
+
+    // For CURLOPT_SHARE; outlives every handle of the pool.
+    CURLSH* caches() const { return share.get(); }
+
+    // Throws HttpRequestFailedException "libcurl could not make a transfer
     // handle" when there is no idle one and libcurl cannot make one.
     EasyHandle take();
     // Forgets every option of the last transfer; the connections stay. A
@@ -25,6 +37,12 @@ public:
     void give(EasyHandle handle) noexcept;
 
 private:
+    static void lock(CURL* handle, curl_lock_data data, curl_lock_access access, void* self);
+    static void unlock(CURL* handle, curl_lock_data data, void* self);
+
+    // One lock for each kind of shared data, as libcurl asks for them.
+    std::mutex locks[CURL_LOCK_DATA_LAST];
+    ShareHandle share;
     std::mutex mutex;
     std::vector<EasyHandle> idle;
 };

@@ -20,11 +20,19 @@ namespace {
 
 const std::string rangeHeader = "Range";
 const std::string ifRangeHeader = "If-Range";
+const std::string userAgentHeader = "User-Agent";
 
 bool sameName(const std::string& left, const std::string& right)
 {
     const NameValueCollection::CaseInsensitiveCompare less;
     return !less(left, right) && !less(right, left);
+}
+
+// Headers that libcurl writes from the body mode, or that a bodiless request must not carry.
+bool leftOut(const std::string& name, HeaderSet set)
+{
+    return sameName(name, HttpHeaders::CONTENT_LENGTH) || sameName(name, HttpHeaders::TRANSFER_ENCODING) ||
+           (set == HeaderSet::WithoutBody && sameName(name, HttpHeaders::CONTENT_TYPE));
 }
 
 // tchar: a letter, a digit or one of the punctuation bytes allowed in a token.
@@ -64,6 +72,23 @@ long long uploadSize(const HttpRequest& request, const std::string& url)
 
 } // namespace
 
+std::string requestTarget(HttpRequest& request)
+{
+    std::string target = request.getURL().toAsciiString();
+    const std::string parameters = request.getQueryParameters().toString();
+    // getURL() put the parameters' text at the end; the URL comes before it.
+    target.resize(target.size() - parameters.size());
+    target = target.substr(0, target.find('#'));
+    if (parameters.empty()) {
+        return target;
+    }
+    const auto query = target.find('?');
+    if (query == std::string::npos) {
+        return target + parameters;
+    }
+    return target + (query + 1 == target.size() ? "" : "&") + parameters.substr(1);
+}
+
 RequestShape requestShape(const HttpRequest& request, const std::string& url)
 {
     const HttpMethod method = request.getHttpMethod();
@@ -85,7 +110,8 @@ RequestShape requestShape(const HttpRequest& request, const std::string& url)
     return {std::move(name), method == HttpMethod::POST ? BodyMode::Post : BodyMode::Upload, size};
 }
 
-std::vector<std::string> headerLines(const HttpRequest& request, const std::string& url, bool withholdRange)
+std::vector<std::string> headerLines(const HttpRequest& request, const std::string& url, bool withholdRange,
+                                     HeaderSet set)
 {
     const bool ranged = !withholdRange && request.hasHeader(rangeHeader);
     std::vector<std::string> lines;
@@ -96,15 +122,17 @@ std::vector<std::string> headerLines(const HttpRequest& request, const std::stri
         if (!isToken(name)) {
             throwHeaderNameRefused(name, url);
         }
-        if ((withholdRange && sameName(name, rangeHeader)) || (!ranged && sameName(name, ifRangeHeader))) {
+        if ((withholdRange && sameName(name, rangeHeader)) || (!ranged && sameName(name, ifRangeHeader)) ||
+            leftOut(name, set)) {
             continue;
         }
         std::string line = name;
-        line += value.empty() ? ";" : ": ";
+        line += !value.empty() ? ": " : sameName(name, userAgentHeader) ? ":" : ";";
         line += value;
         lines.push_back(std::move(line));
     }
-    if (request.getHttpMethod() == HttpMethod::POST && !request.hasHeader(HttpHeaders::CONTENT_TYPE)) {
+    if (request.getHttpMethod() == HttpMethod::POST &&
+        (set == HeaderSet::WithoutBody || !request.hasHeader(HttpHeaders::CONTENT_TYPE))) {
         lines.push_back(HttpHeaders::CONTENT_TYPE + ":");
     }
     return lines;
@@ -143,15 +171,16 @@ std::size_t readRequestBody(HttpRequest& request, char* buffer, std::size_t size
     return static_cast<std::size_t>(body.gcount());
 }
 
-bool rewindRequestBody(HttpRequest& request, long long offset)
+void rewindRequestBody(HttpRequest& request, long long offset, const std::string& url)
 {
-    if (!request.hasRequestBody()) {
-        return false;
+    if (request.hasRequestBody()) {
+        auto& body = request.getRequestBody();
+        body.clear();
+        if (body.seekg(static_cast<std::streamoff>(offset), std::ios::beg)) {
+            return;
+        }
     }
-    auto& body = request.getRequestBody();
-    body.clear();
-    body.seekg(static_cast<std::streamoff>(offset), std::ios::beg);
-    return static_cast<bool>(body);
+    throwBodyNotRewindable(url);
 }
 
 } // namespace foundation::httpclient_curl::detail

@@ -5,6 +5,8 @@
 
 #include <httpclient_core/ClientConfiguration.hpp>
 #include <httpclient_core/Exceptions.hpp>
+#include <httpclient_core/HttpMethod.hpp>
+#include <httpclient_core/HttpResponseCode.hpp>
 #include <httpclient_core/TransactionReport.hpp>
 #include <httpclient_core/URL.hpp>
 
@@ -17,6 +19,15 @@ using namespace httpclient_core;
 
 namespace {
 
+const char* const userAgent = "httpclient_core/" HTTPCLIENT_CORE_VERSION;
+
+// Received bytes land in a buffer of this size; larger reads mean fewer
+// calls per megabyte on a fast link.
+constexpr long receiveBufferSize = 512L * 1024;
+
+// Idle connections the shared cache keeps before it closes the oldest.
+constexpr long cachedConnections = 64;
+
 // Milliseconds as whole seconds, a started second counting as one.
 long secondsRoundedUp(long milliseconds)
 {
@@ -25,13 +36,42 @@ long secondsRoundedUp(long milliseconds)
 
 const std::string ifRangeHeader = "If-Range";
 
-HeaderList headerList(const HttpRequest& request, const std::string& url, bool withholdRange)
+HeaderList headerList(const HttpRequest& request, const std::string& url, bool withholdRange, HeaderSet set)
 {
     HeaderList list;
-    for (const auto& line : headerLines(request, url, withholdRange)) {
+    for (const auto& line : headerLines(request, url, withholdRange, set)) {
         appendLine(list, line);
     }
     return list;
+}
+
+// The headers of the GET that libcurl makes of a POST answered by 301, 302
+// or 303; none for other methods, which keep theirs.
+HeaderList redirectHeaderList(const HttpRequest& request, const std::string& url, bool withholdRange)
+{
+    return request.getHttpMethod() == HttpMethod::POST ? headerList(request, url, withholdRange, HeaderSet::WithoutBody)
+                                                       : HeaderList();
+}
+
+IdleCheck idleCheck(const ClientConfiguration& configuration)
+{
+    return IdleCheck(configuration.idleSpeed(), std::chrono::milliseconds(configuration.idleTimeout()), Clock::now());
+}
+
+bool dropsTheBody(HttpResponseCode code)
+{
+    return code == HttpResponseCode::MovedPermanently || code == HttpResponseCode::Found ||
+           code == HttpResponseCode::SeeOther;
+}
+
+// What to put in Accept-Encoding: nothing unless compression is wanted, and
+// identity where a resumed body would mix encoded and decoded bytes.
+const char* acceptedEncodings(const ClientConfiguration& configuration, bool ranged)
+{
+    if (!configuration.acceptCompressed()) {
+        return nullptr;
+    }
+    return ranged || configuration.resumeOnRetry() ? "identity" : "";
 }
 
 ConnectionSettings connectionSettings(const ClientConfiguration& configuration)
@@ -58,39 +98,71 @@ ProgressResult cancelledProgress(const Progress&)
 
 } // namespace
 
+IdleCheck::IdleCheck(long speed, std::chrono::milliseconds patience, Clock::time_point start)
+    : speed(speed),
+      patience(patience),
+      windowStart(start),
+      lastActive(start)
+{
+}
+
+bool IdleCheck::stalled(long long moved, Clock::time_point now)
+{
+    if (speed < 1 || patience.count() <= 0) {
+        return false;
+    }
+    if (moved - windowBytes >= speed) {
+        lastActive = now;
+    }
+    // A redirect starts the counts afresh.
+    if (moved - windowBytes >= speed || moved < windowBytes || now - windowStart >= std::chrono::seconds(1)) {
+        windowStart = now;
+        windowBytes = moved;
+    }
+    return now - lastActive >= patience;
+}
+
 Transfer::Transfer(HandlePool& pool, HttpRequest& request, HttpResponse& response)
     : handle(pool),
       request(request),
       response(response),
-      url(request.getURL().toAsciiString()),
+      url(requestTarget(request)),
       rangeStart(resumeOffset(request)),
       resuming(continuesBody(rangeStart, response)),
-      headers(headerList(request, url, rangeStart && !resuming)),
+      headers(headerList(request, url, rangeStart && !resuming, HeaderSet::WithBody)),
+      redirectHeaders(redirectHeaderList(request, url, rangeStart && !resuming)),
       progress(request.hasProgressCallback() ? request.getProgressCallback() : ProgressCallback()),
-      receiver(response, url, resuming ? rangeStart : std::nullopt)
+      receiver(response, url, resuming ? rangeStart : std::nullopt),
+      idle(idleCheck(request.getClientConfiguration()))
 {
     const ClientConfiguration configuration = request.getClientConfiguration();
     set(CURLOPT_ERRORBUFFER, errorText);
     set(CURLOPT_URL, url.c_str());
     applyConnectionSettings(easy(), connectionSettings(configuration));
+    set(CURLOPT_SHARE, pool.caches());
+    set(CURLOPT_MAXCONNECTS, cachedConnections);
+    set(CURLOPT_BUFFERSIZE, receiveBufferSize);
+    set(CURLOPT_USERAGENT, userAgent);
     set(CURLOPT_HTTPHEADER, headers.get());
+    if (const char* encodings = acceptedEncodings(configuration, rangeStart.has_value())) {
+        set(CURLOPT_ACCEPT_ENCODING, encodings);
+    }
     setBodyMode();
     set(CURLOPT_FOLLOWLOCATION, configuration.followRedirects() ? 1L : 0L);
     set(CURLOPT_MAXREDIRS, configuration.maxRedirects());
     // libcurl then leaves Authorization and Cookie out of a redirect to another host or port.
     set(CURLOPT_UNRESTRICTED_AUTH, 0L);
-    set(CURLOPT_LOW_SPEED_LIMIT, configuration.idleSpeed());
-    set(CURLOPT_LOW_SPEED_TIME, secondsRoundedUp(configuration.idleTimeout()));
+    set(CURLOPT_TIMEOUT_MS, configuration.requestTimeout());
+    // libcurl takes whole seconds here.
     set(CURLOPT_MAXAGE_CONN, secondsRoundedUp(configuration.connectionMaxIdle()));
     set(CURLOPT_HEADERFUNCTION, &Transfer::onHeader);
     set(CURLOPT_HEADERDATA, this);
     set(CURLOPT_WRITEFUNCTION, &Transfer::onBody);
     set(CURLOPT_WRITEDATA, this);
-    if (progress) {
-        set(CURLOPT_XFERINFOFUNCTION, &Transfer::onProgress);
-        set(CURLOPT_XFERINFODATA, this);
-        set(CURLOPT_NOPROGRESS, 0L);
-    }
+    // Always on: the idle check runs in it.
+    set(CURLOPT_XFERINFOFUNCTION, &Transfer::onProgress);
+    set(CURLOPT_XFERINFODATA, this);
+    set(CURLOPT_NOPROGRESS, 0L);
     if (rangeStart && !resuming) {
         response.resetResponseBody();
     }
@@ -157,11 +229,21 @@ void Transfer::setBodyMode()
     }
 }
 
+// A POST answered by 301, 302 or 303 is followed as a GET; libcurl drops the
+// body and the headers it made for it, and the next request goes out with
+// the list that lacks the caller's Content-Type. libcurl reads the list when
+// it writes that request, after this reply's headers.
 std::size_t Transfer::onHeader(char* data, std::size_t size, std::size_t count, void* self)
 {
     auto& transfer = *static_cast<Transfer*>(self);
     const std::size_t length = size * count;
-    return transfer.guarded([&] { transfer.receiver.receiveHeaderLine(std::string_view(data, length)); }) ? length : 0;
+    const bool received = transfer.guarded([&] {
+        transfer.receiver.receiveHeaderLine(std::string_view(data, length));
+        if (transfer.redirectHeaders && dropsTheBody(transfer.response.getResponseCode())) {
+            transfer.set(CURLOPT_HTTPHEADER, transfer.redirectHeaders.get());
+        }
+    });
+    return received ? length : 0;
 }
 
 std::size_t Transfer::onBody(char* data, std::size_t size, std::size_t count, void* self)
@@ -185,8 +267,11 @@ std::size_t Transfer::onRead(char* buffer, std::size_t size, std::size_t count, 
 int Transfer::onSeek(void* self, curl_off_t offset, int origin)
 {
     auto& transfer = *static_cast<Transfer*>(self);
-    return origin == SEEK_SET && rewindRequestBody(transfer.request, offset) ? CURL_SEEKFUNC_OK
-                                                                             : CURL_SEEKFUNC_CANTSEEK;
+    if (origin != SEEK_SET) {
+        return CURL_SEEKFUNC_CANTSEEK;
+    }
+    return transfer.guarded([&] { rewindRequestBody(transfer.request, offset, transfer.url); }) ? CURL_SEEKFUNC_OK
+                                                                                                : CURL_SEEKFUNC_FAIL;
 }
 
 // The callback of a resumed request adds the range start to the download
@@ -206,6 +291,13 @@ int Transfer::onProgress(void* self, curl_off_t downloadTotal, curl_off_t downlo
                          curl_off_t uploadNow)
 {
     auto& transfer = *static_cast<Transfer*>(self);
+    if (transfer.idle.stalled(static_cast<long long>(downloadNow) + static_cast<long long>(uploadNow), Clock::now())) {
+        transfer.callbackError = std::make_exception_ptr(HttpRequestTimeoutException());
+        return 1;
+    }
+    if (!transfer.progress) {
+        return 0;
+    }
     ProgressResult result = ProgressResult::Continue;
     const bool reported = transfer.guarded([&] {
         result = transfer.report(downloadTotal, downloadNow, uploadTotal, uploadNow);

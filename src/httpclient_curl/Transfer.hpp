@@ -1,6 +1,7 @@
 // Transfer: one attempt of a request on a pooled easy handle. It sets every
 // option, feeds the request body, hands what arrives to a ResponseReceiver,
-// and turns the outcome into an exception. An exception raised inside a
+// fails the attempt as timed out when an IdleCheck says it stalled, and
+// turns the outcome into an exception. An exception raised inside a
 // callback (a stream failure, a refused reply, or one from the caller's own
 // callbacks) aborts the transfer and is the attempt's error.
 //
@@ -27,11 +28,34 @@
 #include <httpclient_core/HttpRequest.hpp>
 #include <httpclient_core/HttpResponse.hpp>
 
+#include <chrono>
 #include <exception>
 #include <optional>
 #include <string>
 
 namespace foundation::httpclient_curl::detail {
+
+using Clock = std::chrono::steady_clock;
+
+// Tells when a transfer has been idle for too long: it counts as idle while
+// it moves fewer than speed bytes a second, measured over windows of about a
+// second (so a fast burst before a stall does not hide the stall), and it
+// has stalled once it has been idle for patience. A speed below 1 or a
+// patience of 0 or less never stalls.
+class IdleCheck {
+public:
+    IdleCheck(long speed, std::chrono::milliseconds patience, Clock::time_point start);
+
+    // moved: the bytes sent and received so far, at time now.
+    bool stalled(long long moved, Clock::time_point now);
+
+private:
+    const long long speed;
+    const std::chrono::milliseconds patience;
+    Clock::time_point windowStart;
+    long long windowBytes = 0;
+    Clock::time_point lastActive;
+};
 
 class Transfer {
 public:
@@ -86,8 +110,10 @@ private:
     const std::optional<long long> rangeStart;
     const bool resuming;
     const HeaderList headers;
+    const HeaderList redirectHeaders;
     const httpclient_core::ProgressCallback progress;
     ResponseReceiver receiver;
+    IdleCheck idle;
     char errorText[CURL_ERROR_SIZE] = {};
     std::exception_ptr callbackError;
 };

@@ -213,6 +213,61 @@ TEST_F(CurlHttpClientSync, TimesOutWhenAReplyStallsOrAListenerNeverAnswers)
                      HttpRequestTimeoutException, "Request timed out.");
 }
 
+TEST_F(CurlHttpClientSync, FailsAnIdleTransferSoonAfterItsLastByteEvenAfterAFastBurst)
+{
+    client.setClientConfiguration(ClientConfiguration().withIdleTimeout(1000).withRetryStrategy(noRetriesStrategy()));
+    auto sent = request(HttpMethod::GET, "/burst-then-stall");
+    std::chrono::steady_clock::time_point lastByte;
+    std::int64_t received = 0;
+    sent.setProgressCallback([&](const Progress& progress) {
+        if (progress.downloadNow != received) {
+            received = progress.downloadNow;
+            lastByte = std::chrono::steady_clock::now();
+        }
+        return ProgressResult::Continue;
+    });
+    EXPECT_THROW_MSG(client.makeRequest(std::move(sent)), HttpRequestTimeoutException, "Request timed out.");
+    EXPECT_EQ(received, 2 * 1024 * 1024);
+    // libcurl's own check, averaging over several seconds, fires 5 to 7 seconds after such a burst.
+    EXPECT_LT(std::chrono::steady_clock::now() - lastByte, std::chrono::milliseconds(2500));
+}
+
+TEST_F(CurlHttpClientSync, EndsAnAttemptThatOutlastsTheRequestTimeoutHoweverSteadilyBytesTrickle)
+{
+    client.setClientConfiguration(
+        ClientConfiguration().withRequestTimeout(1000).withRetryStrategy(noRetriesStrategy()));
+    auto [future, id] = client.makeAsyncRequest(request(HttpMethod::GET, "/trickle"));
+    ASSERT_TRUE(support::ready(future));
+    EXPECT_THROW_MSG(future.get(), HttpRequestTimeoutException, "Request timed out.");
+}
+
+TEST_F(CurlHttpClientSync, MergesQueryParametersIntoTheURLsQueryAndNeverSendsTheFragment)
+{
+    const struct {
+        const char* path;
+        std::optional<QueryParameters> parameters;
+        const char* target;
+    } rows[] = {
+        {"/echo?x=1", QueryParameters{{"a", "1"}}, "/echo?x=1&a=1"},
+        {"/echo#top", QueryParameters{{"a", "1"}}, "/echo?a=1"},
+        {"/echo?x=1#top", QueryParameters{{"a", "b c"}}, "/echo?x=1&a=b%20c"},
+        {"/echo?", QueryParameters{{"a", "1"}}, "/echo?a=1"},
+        {"/echo#top", std::nullopt, "/echo"},
+    };
+    for (const auto& row : rows) {
+        auto sent = request(HttpMethod::GET, row.path);
+        if (row.parameters) {
+            sent.setQueryParameters(*row.parameters);
+        }
+        client.makeRequest(std::move(sent));
+    }
+    const auto seen = server.seen("/echo");
+    ASSERT_EQ(seen.size(), std::size(rows));
+    for (std::size_t i = 0; i < std::size(rows); ++i) {
+        EXPECT_EQ(seen[i].target, rows[i].target) << rows[i].path;
+    }
+}
+
 TEST_F(CurlHttpClientSync, ReusesTheConnectionAcrossRequestsAndThreads)
 {
     client.makeRequest(request(HttpMethod::GET, "/echo"));

@@ -11,6 +11,7 @@
 
 using namespace foundation::httpclient_core;
 using foundation::httpclient_curl::detail::headerLines;
+using foundation::httpclient_curl::detail::HeaderSet;
 using foundation::httpclient_curl::detail::resumeOffset;
 
 namespace {
@@ -38,7 +39,7 @@ TEST(RequestEncoding, SendsIfRangeOnlyBesideARangeAndWithholdsBothWhenTold)
         {{{"If-Range", "\"v1\""}}, false, {}},
     };
     for (const auto& row : rows) {
-        EXPECT_EQ(headerLines(withHeaders(row.headers), url, row.withhold), row.lines);
+        EXPECT_EQ(headerLines(withHeaders(row.headers), url, row.withhold, HeaderSet::WithBody), row.lines);
     }
 }
 
@@ -46,10 +47,11 @@ TEST(RequestEncoding, RefusesAHeaderNameThatIsNotAToken)
 {
     for (const std::string name : {"X Note", "X-Note:", "(comment)", "X\x7f", "Caf\xc3\xa9", "X\"Q\""}) {
         SCOPED_TRACE(name);
-        EXPECT_THROW_MSG(headerLines(withHeaders({{name, "1"}}), url, false), HttpRequestFailedException,
+        EXPECT_THROW_MSG(headerLines(withHeaders({{name, "1"}}), url, false, HeaderSet::WithBody),
+                         HttpRequestFailedException,
                          "Refused to send header <" + name + "> to " + url + ": its name is not a token");
     }
-    EXPECT_EQ(headerLines(withHeaders({{"!#$%&'*+-.^_`|~09azAZ", "1"}}), url, false),
+    EXPECT_EQ(headerLines(withHeaders({{"!#$%&'*+-.^_`|~09azAZ", "1"}}), url, false, HeaderSet::WithBody),
               std::vector<std::string>{"!#$%&'*+-.^_`|~09azAZ: 1"});
 }
 

@@ -20,6 +20,7 @@ using httplib::Request;
 using httplib::Response;
 
 constexpr auto patience = std::chrono::seconds(60);
+constexpr std::size_t burstSize = std::size_t{2} * 1024 * 1024;
 
 // N of "Range: bytes=N-".
 std::optional<std::size_t> rangeStart(const Request& request)
@@ -243,6 +244,25 @@ void LoopbackServer::start()
             std::unique_lock<std::mutex> lock(mutex);
             changed.wait(lock, [this] { return released; });
             return false;
+        });
+    });
+
+    route("/burst-then-stall", [this](const Request&, Response& response, std::size_t) {
+        response.set_chunked_content_provider("application/octet-stream",
+                                              [this](std::size_t offset, httplib::DataSink& sink) {
+                                                  if (offset < burstSize) {
+                                                      return sink.write(payload().data(), payload().size());
+                                                  }
+                                                  std::unique_lock<std::mutex> lock(mutex);
+                                                  changed.wait(lock, [this] { return released; });
+                                                  return false;
+                                              });
+    });
+    route("/trickle", [this](const Request&, Response& response, std::size_t) {
+        response.set_chunked_content_provider("text/plain", [this](std::size_t, httplib::DataSink& sink) {
+            sink.write("x", 1);
+            std::unique_lock<std::mutex> lock(mutex);
+            return !changed.wait_for(lock, std::chrono::milliseconds(100), [this] { return released; });
         });
     });
 

@@ -21,6 +21,8 @@
 //   /redirect-loop         302 to itself
 //   /redirect-to?url=<u>   302 to u
 //   /stall                 200 headers and one byte, then nothing until the server stops
+//   /burst-then-stall      200 and 2 MiB at once, then nothing until the server stops
+//   /trickle               200 and a byte every 100 ms until the server stops
 // Every cut reply announces "Accept-Ranges: bytes" and the payload's full length.
 #pragma once
 
