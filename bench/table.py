@@ -2,6 +2,11 @@
 """Prints the benchmark table of bench/run from Google Benchmark JSON files.
 
     python3 bench/table.py encoder.json headers.json ... stream.json
+    python3 bench/table.py --stream WORK > stream.json
+
+The second form gathers the 1 GiB download rounds of bench/run (ours in
+WORK/stream-N.json, the curl tool's "bytes seconds" in WORK/curl-N.txt) into
+one file holding the median round of each.
 
 Each figure is the median of the repetitions, taken from the rate counters
 (bytes_per_second, items_per_second), which Google Benchmark computes from CPU
@@ -9,6 +14,7 @@ time, or from wall-clock time for the benchmarks that ask for it (the loopback
 ones). A ratio is always "ours / peer" in speed, so above 1 means we are faster.
 """
 
+import glob
 import json
 import sys
 
@@ -40,8 +46,30 @@ ROWS = [
     ("5 loopback", "BM_CurlHttpClient_Get1MiB", "BM_CurlEasy_Get1MiB", "bytes", ("ratio>=", 0.95)),
     ("5 loopback", "BM_CurlHttpClient_Async16x1KiB", "BM_CurlMulti_Async16x1KiB", "bytes", ("ratio>=", 0.9)),
     ("5 loopback", "BM_CurlHttpClient_Async16x1MiB", "BM_CurlMulti_Async16x1MiB", "bytes", ("ratio>=", 0.9)),
+    ("5 loopback", "BM_CurlHttpClient_StreamToFile1GiB", "BM_CurlTool_StreamToFile1GiB", "bytes", ("ratio>=", 0.95)),
     ("5 loopback", "BM_CurlHttpClient_StreamToFile1GiB", None, "rss", ("rss<", 32 * MIB)),
 ]
+
+
+def median_entry(entries):
+    ordered = sorted(entries, key=lambda entry: entry["bytes_per_second"])
+    return ordered[len(ordered) // 2]
+
+
+def gather_stream(work):
+    """The median download of ours and of the curl tool, as Google Benchmark JSON."""
+    ours = []
+    for path in sorted(glob.glob(work + "/stream-*.json")):
+        with open(path, encoding="utf-8") as handle:
+            ours.extend(json.load(handle)["benchmarks"])
+    tool = []
+    for path in sorted(glob.glob(work + "/curl-*.txt")):
+        with open(path, encoding="utf-8") as handle:
+            size, seconds = (float(field) for field in handle.read().split())
+        tool.append({"name": "BM_CurlTool_StreamToFile1GiB", "run_type": "iteration", "real_time": seconds,
+                     "time_unit": "s", "bytes_per_second": size / seconds})
+    json.dump({"benchmarks": [median_entry(ours), median_entry(tool)]}, sys.stdout)
+    print()
 
 
 def load(paths):
@@ -146,4 +174,6 @@ def main(paths):
 
 
 if __name__ == "__main__":
+    if sys.argv[1:2] == ["--stream"]:
+        sys.exit(gather_stream(sys.argv[2]))
     sys.exit(main(sys.argv[1:]))
