@@ -11,7 +11,6 @@ packages=(
   libcurl4-openssl-dev libcpp-httplib-dev openssl
   nginx squid apache2-utils python3-httpbin
   clang-format clang-tidy
-  nginx
   "$@"
 )
 
