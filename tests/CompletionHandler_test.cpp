@@ -36,6 +36,8 @@ TEST(CompletionHandler, RunsOnceAndRefusesAnEmptyOrSecondCall)
 {
     CompletionHandler empty;
     EXPECT_EQ(errorOf(empty), std::future_errc::no_state);
+    CompletionHandler stateless{CompletionHandler::Task()};
+    EXPECT_EQ(errorOf(stateless), std::future_errc::no_state);
 
     int runs = 0;
     CompletionHandler handler([&runs](HttpRequest, HttpResponse, std::exception_ptr) { ++runs; });
@@ -44,8 +46,11 @@ TEST(CompletionHandler, RunsOnceAndRefusesAnEmptyOrSecondCall)
     EXPECT_EQ(runs, 1);
 }
 
-TEST(CompletionHandler, KeepsTheCallablesExceptionInItsTasksFuture)
+TEST(CompletionHandler, KeepsTheCallablesExceptionInItsTasksFutureOrDropsIt)
 {
+    CompletionHandler plain([](HttpRequest, HttpResponse, std::exception_ptr) { throw std::runtime_error("dropped"); });
+    EXPECT_NO_THROW(call(plain));
+
     CompletionHandler::Task task(
         [](HttpRequest, HttpResponse, std::exception_ptr) { throw std::runtime_error("handler failed"); });
     auto future = task.get_future();

@@ -7,8 +7,9 @@
 //           if (!error) { std::cout << response.getResponseCode(); }
 //       });
 //
-// It holds a packaged task, so whoever made it from one can watch its future
-// to learn when the callable ran and what it threw. Movable, not copyable.
+// It holds any move-only callable of that signature. Made from a packaged
+// task, it runs the task, so whoever made the task can watch its future to
+// learn when the callable ran and what it threw. Movable, not copyable.
 #pragma once
 
 #include <httpclient_core/Export.hpp>
@@ -17,6 +18,7 @@
 
 #include <exception>
 #include <future>
+#include <memory>
 #include <type_traits>
 #include <utility>
 
@@ -28,14 +30,16 @@ public:
 
     // A handler without a task: calling it throws std::future_error (no state).
     CompletionHandler() noexcept;
-    CompletionHandler(Task task) noexcept;
+    // Runs the task; a task without a state makes a handler without a task.
+    CompletionHandler(Task task);
     // Wraps any callable of the signature void(HttpRequest, HttpResponse, std::exception_ptr).
     template <typename Callable,
               typename = std::enable_if_t<
                   !std::is_same_v<std::decay_t<Callable>, CompletionHandler> &&
                   !std::is_same_v<std::decay_t<Callable>, Task> &&
                   std::is_invocable_v<std::decay_t<Callable>&, HttpRequest, HttpResponse, std::exception_ptr>>>
-    CompletionHandler(Callable&& callable) : task(std::forward<Callable>(callable))
+    CompletionHandler(Callable&& callable)
+        : callable(std::make_unique<Holder<std::decay_t<Callable>>>(std::forward<Callable>(callable)))
     {
     }
     CompletionHandler(CompletionHandler&&) noexcept;
@@ -44,13 +48,37 @@ public:
     CompletionHandler& operator=(const CompletionHandler&) = delete;
     ~CompletionHandler();
 
-    // Runs the task. An exception of the callable does not leave this call: it
-    // is stored in the task's future. Throws std::future_error when the
-    // handler has no task, or when it has already run.
+    // Runs the callable. An exception of the callable does not leave this
+    // call: a task keeps it in its future, any other callable drops it.
+    // Throws std::future_error (no state) when the handler has no callable,
+    // and (promise already satisfied) when it has already run.
     void operator()(HttpRequest request, HttpResponse response, std::exception_ptr error);
 
 private:
-    Task task;
+    class HTTPCLIENT_CORE_EXPORT Callable {
+    public:
+        Callable() = default;
+        Callable(const Callable&) = delete;
+        Callable& operator=(const Callable&) = delete;
+        virtual ~Callable();
+        virtual void run(HttpRequest request, HttpResponse response, std::exception_ptr error) = 0;
+    };
+
+    template <typename Function>
+    class Holder final : public Callable {
+    public:
+        explicit Holder(Function function) : function(std::move(function)) {}
+        void run(HttpRequest request, HttpResponse response, std::exception_ptr error) override
+        {
+            function(std::move(request), std::move(response), std::move(error));
+        }
+
+    private:
+        Function function;
+    };
+
+    std::unique_ptr<Callable> callable;
+    bool ran = false;
 };
 
 } // namespace foundation::httpclient_core
