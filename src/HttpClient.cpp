@@ -102,8 +102,8 @@ HttpResponse HttpClient::makeRequest(HttpRequest request) const
 {
     validateRequest(request);
     HttpResponse response(request);
-    const auto configuration = configurationFor(request);
-    const auto strategy = configuration.retryStrategy();
+    const auto retry = retryFor(request);
+    const auto& strategy = retry.strategy;
 
     int failuresSinceSuccess = 0;
     int attempt = 1;
@@ -115,7 +115,7 @@ HttpResponse HttpClient::makeRequest(HttpRequest request) const
             failuresSinceSuccess = 0;
         }
         if (attempt != 1) {
-            prepareForRetry(request, response, configuration.resumeOnRetry());
+            prepareForRetry(request, response, retry.resume);
         }
         try {
             performRequest(request, response);
@@ -141,9 +141,9 @@ unsigned long HttpClient::makeAsyncRequest(HttpRequest request, CompletionHandle
     validateRequest(request);
     HttpResponse response(request);
     const unsigned long requestId = nextRequestId.fetch_add(1);
-    auto configuration = configurationFor(request);
+    auto retry = retryFor(request);
     auto shared = std::make_shared<CompletionHandler>(std::move(handler));
-    auto link = retryCompletionHandler(std::move(shared), requestId, 0, 0, std::move(configuration));
+    auto link = retryCompletionHandler(std::move(shared), requestId, 0, 0, std::move(retry));
     performAsyncRequest(std::move(request), std::move(response), requestId, std::move(link));
     return requestId;
 }
@@ -174,21 +174,28 @@ void HttpClient::configurationChanged(const ClientConfiguration&)
 {
 }
 
-ClientConfiguration HttpClient::configurationFor(const HttpRequest& request) const
+HttpClient::Retry HttpClient::retryFor(const HttpRequest& request) const
 {
-    return request.hasClientConfiguration() ? request.getClientConfiguration() : getClientConfiguration();
+    if (request.hasClientConfiguration()) {
+        const auto configuration = request.getClientConfiguration();
+        return {configuration.retryStrategy(), configuration.resumeOnRetry()};
+    }
+    const std::lock_guard<std::mutex> lock(configurationMutex);
+    return {clientConfiguration.retryStrategy(), clientConfiguration.resumeOnRetry()};
 }
 
 CompletionHandler HttpClient::retryCompletionHandler(std::shared_ptr<CompletionHandler> handler,
                                                      unsigned long requestId, int attempt, int failuresSinceSuccess,
-                                                     ClientConfiguration configuration) const
+                                                     Retry retry) const
 {
-    // Whatever this link throws stays in its own task, which nobody reads:
-    // by design the caller's handler is then never run.
+    // Whatever this link throws stays inside the handler, which nobody
+    // hears of: by design the caller's handler is then never run.
     return CompletionHandler([client = this, attempt = attempt + 1, failuresSinceSuccess = failuresSinceSuccess + 1,
-                              handler = std::move(handler), requestId, configuration = std::move(configuration)](
+                              handler = std::move(handler), requestId, retry = std::move(retry)](
                                  HttpRequest request, HttpResponse response, std::exception_ptr error) mutable {
-        const auto strategy = configuration.retryStrategy();
+        // Each link judges with a fresh copy, so a strategy with state of its
+        // own starts every attempt's decision from the configured state.
+        const auto strategy = retry.strategy;
         // Unlike the synchronous loop, a success-coded attempt resets the count
         // before the strategy judges it.
         if (isSuccess(response.getResponseCode())) {
@@ -201,9 +208,9 @@ CompletionHandler HttpClient::retryCompletionHandler(std::shared_ptr<CompletionH
             (*handler)(std::move(request), std::move(response), std::move(error));
             return;
         }
-        prepareForRetry(request, response, configuration.resumeOnRetry());
-        auto next =
-            client->retryCompletionHandler(std::move(handler), requestId, attempt, failuresSinceSuccess, configuration);
+        prepareForRetry(request, response, retry.resume);
+        auto next = client->retryCompletionHandler(std::move(handler), requestId, attempt, failuresSinceSuccess,
+                                                   std::move(retry));
         client->performAsyncRequest(std::move(request), std::move(response), requestId, std::move(next));
     });
 }

@@ -89,11 +89,17 @@ protected:
                                      CompletionHandler handler) const = 0;
 
 private:
-    ClientConfiguration configurationFor(const HttpRequest& request) const;
+    // What the retry loop needs of the request's configuration, or of the client's.
+    struct Retry {
+        RetryStrategy strategy;
+        bool resume;
+    };
+    // Taken under the client's lock when the request has no configuration of
+    // its own, so later changes to the client do not touch a running request.
+    Retry retryFor(const HttpRequest& request) const;
     // The link of the asynchronous retry chain that judges attempt + 1.
     CompletionHandler retryCompletionHandler(std::shared_ptr<CompletionHandler> handler, unsigned long requestId,
-                                             int attempt, int failuresSinceSuccess,
-                                             ClientConfiguration configuration) const;
+                                             int attempt, int failuresSinceSuccess, Retry retry) const;
 
     mutable std::mutex configurationMutex;
     ClientConfiguration clientConfiguration;
