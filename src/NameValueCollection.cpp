@@ -22,6 +22,22 @@ constexpr std::array<unsigned char, 256> makeFold()
 
 constexpr std::array<unsigned char, 256> fold = makeFold();
 
+// Collections up to this size are searched directly; a larger one, or one
+// whose index must keep references beside its entries, gets the index.
+constexpr std::size_t directSearchLimit = 16;
+
+// Whether the names are equal under CaseInsensitiveCompare, in one pass.
+bool sameName(const std::string& left, const std::string& right)
+{
+    const auto* a = reinterpret_cast<const unsigned char*>(left.c_str());
+    const auto* b = reinterpret_cast<const unsigned char*>(right.c_str());
+    while (fold[*a] == fold[*b] && *a != 0) {
+        ++a;
+        ++b;
+    }
+    return fold[*a] == fold[*b];
+}
+
 [[noreturn]] void throwNotFound(const std::string& name)
 {
     throw std::out_of_range(name + " not found.");
@@ -60,12 +76,12 @@ NameValueCollection::NameValueCollection() = default;
 
 NameValueCollection::NameValueCollection(std::initializer_list<value_type> pairs) : entries(pairs)
 {
-    init();
+    indexIfLarge();
 }
 
 NameValueCollection::NameValueCollection(const NameValueCollection& other) : entries(other.entries)
 {
-    init();
+    indexIfLarge();
 }
 
 NameValueCollection& NameValueCollection::operator=(const NameValueCollection& other)
@@ -73,6 +89,12 @@ NameValueCollection& NameValueCollection::operator=(const NameValueCollection& o
     if (this == &other) {
         return *this;
     }
+    if (entries.empty() && !indexed) {
+        entries = other.entries;
+        indexIfLarge();
+        return *this;
+    }
+    buildIndex();
     if (!entries.empty()) {
         // The list nodes are reused front to back; those beyond the source's
         // length are destroyed, so no index entry may keep pointing at them.
@@ -87,34 +109,31 @@ NameValueCollection& NameValueCollection::operator=(const NameValueCollection& o
         indexHasExtras = true;
     }
     entries = other.entries;
-    init();
+    indexAll();
     return *this;
 }
 
 void NameValueCollection::init()
 {
-    if (!nameIndex.empty()) {
-        indexHasExtras = true;
-    }
-    for (auto it = entries.begin(); it != entries.end(); ++it) {
-        index(it);
-    }
+    buildIndex();
+    indexAll();
 }
 
 std::string NameValueCollection::get(const std::string& name) const
 {
-    const auto first = firstOf(name);
-    if (first == nameIndex.end()) {
+    const auto first = find(name);
+    if (first == entries.end()) {
         throwNotFound(name);
     }
-    return first->second->second;
+    return first->second;
 }
 
 void NameValueCollection::set(const std::string& name, std::string value)
 {
-    const auto first = firstOf(name);
-    if (first != nameIndex.end()) {
-        first->second->second = std::move(value);
+    const auto first = find(name);
+    if (first != entries.end()) {
+        // The entry is this collection's own: only the iterator is const.
+        entries.erase(first, first)->second = std::move(value);
         return;
     }
     entries.emplace_back(name, std::move(value));
@@ -135,11 +154,15 @@ void NameValueCollection::add(value_type pair)
 
 bool NameValueCollection::has(const std::string& name) const
 {
-    return firstOf(name) != nameIndex.end();
+    return find(name) != entries.end();
 }
 
 void NameValueCollection::erase(const std::string& name)
 {
+    if (!indexed) {
+        entries.remove_if([&name](const value_type& entry) { return sameName(entry.first, name); });
+        return;
+    }
     const auto [first, last] = nameIndex.equal_range(name);
     if (first == last) {
         return;
@@ -161,8 +184,18 @@ void NameValueCollection::erase(const std::string& name)
 
 std::vector<std::string> NameValueCollection::getAll(const std::string& name) const
 {
-    const auto [first, last] = nameIndex.equal_range(name);
     std::vector<std::string> values;
+    if (!indexed) {
+        const auto matches = [&name](const value_type& entry) { return sameName(entry.first, name); };
+        values.reserve(static_cast<std::size_t>(std::count_if(entries.begin(), entries.end(), matches)));
+        for (const auto& entry : entries) {
+            if (matches(entry)) {
+                values.push_back(entry.second);
+            }
+        }
+        return values;
+    }
+    const auto [first, last] = nameIndex.equal_range(name);
     values.reserve(static_cast<std::size_t>(std::distance(first, last)));
     for (auto it = first; it != last; ++it) {
         values.push_back(it->second->second);
@@ -172,8 +205,16 @@ std::vector<std::string> NameValueCollection::getAll(const std::string& name) co
 
 NameValueCollection::const_iterator NameValueCollection::find(const std::string& name) const
 {
-    const auto first = firstOf(name);
-    return first == nameIndex.end() ? entries.cend() : const_iterator(first->second);
+    if (!indexed) {
+        return std::find_if(entries.begin(), entries.end(),
+                            [&name](const value_type& entry) { return sameName(entry.first, name); });
+    }
+    // The earliest-added entry of a name is the front of its equal range.
+    const auto first = nameIndex.lower_bound(name);
+    if (first == nameIndex.end() || nameIndex.key_comp()(name, first->first)) {
+        return entries.end();
+    }
+    return first->second;
 }
 
 bool NameValueCollection::operator==(const NameValueCollection& other) const
@@ -215,21 +256,40 @@ std::string NameValueCollection::toString(const std::string& entrySeparator, con
     return text;
 }
 
-NameValueCollection::Index::const_iterator NameValueCollection::firstOf(const std::string& name) const
-{
-    // The earliest-added entry of a name is the front of its equal range.
-    const auto first = nameIndex.lower_bound(name);
-    if (first == nameIndex.end() || nameIndex.key_comp()(name, first->first)) {
-        return nameIndex.end();
-    }
-    return first;
-}
-
 void NameValueCollection::index(iterator entry)
 {
-    // A multimap inserts after every key equal to the new one, so the
-    // earliest-added entry of a name stays first in its equal range.
-    nameIndex.emplace(entry->first, entry);
+    if (indexed) {
+        // A multimap inserts after every key equal to the new one, so the
+        // earliest-added entry of a name stays first in its equal range.
+        nameIndex.emplace(entry->first, entry);
+    } else {
+        indexIfLarge();
+    }
+}
+
+void NameValueCollection::indexIfLarge()
+{
+    if (entries.size() > directSearchLimit) {
+        buildIndex();
+    }
+}
+
+void NameValueCollection::buildIndex()
+{
+    if (!indexed) {
+        indexed = true;
+        indexAll();
+    }
+}
+
+void NameValueCollection::indexAll()
+{
+    if (!nameIndex.empty()) {
+        indexHasExtras = true;
+    }
+    for (auto it = entries.begin(); it != entries.end(); ++it) {
+        nameIndex.emplace(it->first, it);
+    }
 }
 
 void NameValueCollection::dropIndexEntriesOf(const std::vector<iterator>& doomed)

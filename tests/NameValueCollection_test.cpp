@@ -41,6 +41,30 @@ TEST(NameValueCollection, KeepsInsertionOrderAndSpellingWhileLookingUpWithoutCas
     EXPECT_THROW_MSG(NameValueCollection().get("name"), std::out_of_range, "name not found.");
 }
 
+TEST(NameValueCollection, LooksUpAlikeWhetherSearchedDirectlyOrThroughItsIndex)
+{
+    // Small collections are searched directly; 15 fillers cross into the index midway.
+    for (const std::size_t fillers : {0U, 15U, 40U}) {
+        SCOPED_TRACE(fillers);
+        NameValueCollection c;
+        for (std::size_t i = 0; i < fillers; ++i) {
+            c.add("f" + std::to_string(i), "");
+        }
+        c.add("Accept", "1");
+        c.add("x", "2");
+        c.add("ACCEPT", "3");
+        c.add("a\0b"s, "4");
+        EXPECT_EQ(c.getAll("accept"), (Strings{"1", "3"}));
+        EXPECT_EQ(c.get("A\0c"s), "4");
+        c.set("accept", "5");
+        EXPECT_EQ(c.getAll("aCCept"), (Strings{"5", "3"}));
+        c.erase("ACCEPT");
+        EXPECT_TRUE(c.has("X") && !c.has("accept"));
+        EXPECT_EQ(c.size(), fillers + 2);
+        EXPECT_EQ(std::prev(c.end())->second, "4");
+    }
+}
+
 TEST(NameValueCollectionSet, ReplacesOnlyTheFirstMatchAndKeepsItsSpelling)
 {
     NameValueCollection c{{"x", "1"}, {"X", "3"}};

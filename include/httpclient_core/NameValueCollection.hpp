@@ -8,7 +8,9 @@
 //
 // Pairs stay in insertion order and keep the spelling they were given; names
 // are compared without regard to ASCII letter case in the "C" locale, whatever
-// the program's locale. Lookups go through an index and never walk the list.
+// the program's locale. A collection of up to 16 entries is searched
+// directly; a larger one looks names up through an index, never walking the
+// list.
 #pragma once
 
 #include <httpclient_core/Export.hpp>
@@ -103,15 +105,22 @@ public:
 private:
     using Index = std::multimap<std::string, iterator, CaseInsensitiveCompare>;
 
-    Index::const_iterator firstOf(const std::string& name) const;
+    // Indexes a newly appended entry, or the whole list once it grows large.
     void index(iterator entry);
+    void indexIfLarge();
+    // Switches to lookups through the index, indexing every entry once.
+    void buildIndex();
+    // Inserts every entry, front to back, into the index as it stands.
+    void indexAll();
     void dropIndexEntriesOf(const std::vector<iterator>& doomed);
 
     List entries;
+    // Used once indexed is set; until then each entry counts as indexed once.
     Index nameIndex;
+    bool indexed = false;
     // Set once the index may hold more than one entry per list node (after a
-    // copy assignment into a non-empty collection, or init() over a filled
-    // index); erase then also drops those extra references.
+    // copy assignment into a non-empty collection, or init()); erase then
+    // also drops those extra references.
     bool indexHasExtras = false;
 };
 
