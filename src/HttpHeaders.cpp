@@ -7,22 +7,28 @@ namespace foundation::httpclient_core {
 
 namespace {
 
-constexpr const char* whitespace = " \t\r\n";
-
 [[noreturn]] void throwMissingDelimiter(const std::string& delimiter, const std::string& text)
 {
     throw std::runtime_error("Missing delimiter <" + delimiter + "> when parsing : <" + text + ">");
 }
 
-// The text without leading and trailing whitespace; a view into text.
+constexpr bool isWhitespace(char c)
+{
+    return c == ' ' || c == '\t' || c == '\r' || c == '\n';
+}
+
+// The text without leading and trailing blanks, tabs, CRs and LFs; a view into text.
 std::string_view trim(std::string_view text)
 {
-    const auto first = text.find_first_not_of(whitespace);
-    if (first == std::string_view::npos) {
-        return {};
+    std::size_t first = 0;
+    while (first < text.size() && isWhitespace(text[first])) {
+        ++first;
     }
-    const auto last = text.find_last_not_of(whitespace);
-    return text.substr(first, last - first + 1);
+    std::size_t end = text.size();
+    while (end > first && isWhitespace(text[end - 1])) {
+        --end;
+    }
+    return text.substr(first, end - first);
 }
 
 // Calls piece(raw) for every piece of text between separators, empty pieces
