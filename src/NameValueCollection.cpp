@@ -70,10 +70,8 @@ NameValueCollection::NameValueCollection(const NameValueCollection& other) : ent
 
 NameValueCollection& NameValueCollection::operator=(const NameValueCollection& other)
 {
-    if (this == &other) {
-        return *this;
-    }
-    if (!entries.empty()) {
+    // Self-assignment skips only the copy: its entries are indexed once more.
+    if (this != &other) {
         // The list nodes are reused front to back; those beyond the source's
         // length are destroyed, so no index entry may keep pointing at them.
         if (entries.size() > other.entries.size()) {
@@ -84,9 +82,8 @@ NameValueCollection& NameValueCollection::operator=(const NameValueCollection& o
             }
             dropIndexEntriesOf(surplus);
         }
-        indexHasExtras = true;
+        entries = other.entries;
     }
-    entries = other.entries;
     init();
     return *this;
 }
