@@ -21,7 +21,7 @@
 #include <httpclient_core/TransactionReport.hpp>
 
 #include <functional>
-#include <iosfwd>
+#include <istream>
 #include <memory>
 #include <mutex>
 #include <string>
