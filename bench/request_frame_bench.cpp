@@ -23,6 +23,7 @@ void BM_HttpClient_MakeRequest(benchmark::State& state)
 {
     foundation::httpclient_scripted::ScriptedHttpClient client;
     client.setRecording(false);
+    client.setDefaultReply(foundation::httpclient_scripted::ScriptedReply::status(HttpResponseCode::OK, "OK"));
     const auto checked = makeOne(client);
     bench::require(checked.getResponseCode() == HttpResponseCode::OK && checked.getResponseCodeReason() == "OK",
                    "HttpClient::makeRequest", "the scripted client did not answer 200 OK");

@@ -6,7 +6,7 @@
 set -euo pipefail
 
 packages=(
-  build-essential cmake ninja-build pkg-config
+  build-essential cmake ninja-build pkg-config dpkg-dev
   libgtest-dev libgmock-dev
   libcurl4-openssl-dev libcpp-httplib-dev openssl
   nginx squid apache2-utils python3-httpbin

@@ -1,5 +1,7 @@
 #include <httpclient_core/HttpRequest.hpp>
 
+#include <httpclient_core/ClientConfiguration.hpp>
+
 #include <iterator>
 #include <sstream>
 #include <stdexcept>

@@ -2,9 +2,19 @@
 
 #include <iostream>
 #include <iterator>
+#include <stdexcept>
 #include <utility>
 
 namespace foundation::httpclient_core {
+
+namespace {
+
+[[noreturn]] void throwNoStream()
+{
+    throw std::logic_error("The response stream factory returned no stream.");
+}
+
+} // namespace
 
 HttpResponse::HttpResponse() : HttpMessage(HttpHeaders()), responseStreamFactory(defaultResponseStreamFactory())
 {
@@ -111,7 +121,15 @@ std::iostream& HttpResponse::getResponseBody() const
 {
     const std::lock_guard<std::mutex> lock(bodyMutex);
     if (!responseBody) {
-        auto stream = responseStreamFactory(responseCode, responseCodeReason, headerFields());
+        // Copies, so that a change made while the factory runs does not show
+        // through its arguments.
+        const HttpResponseCode code = responseCode;
+        const std::string reason = responseCodeReason;
+        const HttpHeaders headersNow = headerFields();
+        auto stream = responseStreamFactory(code, reason, headersNow);
+        if (!stream) {
+            throwNoStream();
+        }
         responseBody = std::move(stream);
         initialBodyPosition = responseBody->tellp();
     }

@@ -86,7 +86,9 @@ NameValueCollection::NameValueCollection(const NameValueCollection& other) : ent
 
 NameValueCollection& NameValueCollection::operator=(const NameValueCollection& other)
 {
+    // Self-assignment skips only the copy: its entries are indexed once more.
     if (this == &other) {
+        init();
         return *this;
     }
     if (entries.empty() && !indexed) {

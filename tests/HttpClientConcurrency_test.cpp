@@ -20,6 +20,7 @@ TEST(HttpClientConcurrency, SynchronousAndAsynchronousRequestsRunBesideConfigura
     constexpr int requestsPerThread = 50;
     foundation::httpclient_scripted::ScriptedHttpClient client;
     client.setRecording(false);
+    client.setDefaultReply(foundation::httpclient_scripted::ScriptedReply::status(HttpResponseCode::OK, "OK"));
     std::atomic<int> completed{0};
     std::atomic<bool> stop{false};
 

@@ -79,6 +79,7 @@ HttpRequest recordingProgress(std::vector<Progress>& seen)
 TEST(HttpClientValidation, RequiresALengthOrAnEncodingAndRefusesTheirMixUnlessIdentity)
 {
     ScriptedHttpClient client;
+    client.setDefaultReply(ok);
     EXPECT_NO_THROW(client.makeRequest(get()));
     EXPECT_THROW_MSG(client.makeRequest(withBody({})), std::logic_error,
                      "A HttpRequest with a body must have a Content-Length or a Transfer-Encoding header.");
@@ -182,6 +183,7 @@ TEST(HttpClientRetry, RewindsTheBodyAndMarksTheResponseNotMadeBeforeEachRetry)
     };
     ObservingClient client;
     client.enqueue(ScriptedReply::status(HttpResponseCode::ServiceUnavailable, "Busy").withHeader("Retry", "1"));
+    client.enqueue(ok);
     client.makeRequest(withBody({{"Content-Length", "7"}}));
 
     const auto attempts = client.attempts();
@@ -197,6 +199,7 @@ TEST(HttpClientRetry, LeavesTheResponseUntouchedWhenNoStatusLineArrived)
 {
     RetryingClient client(1);
     client.enqueue(failed());
+    client.enqueue(ok);
     int callbacks = 0;
     client.makeRequest(std::move(get().withPreRespCodeAndHeadersCallback([&callbacks] { ++callbacks; })));
     EXPECT_EQ(callbacks, 1) << "only the second attempt's status line, no reset";
@@ -370,10 +373,38 @@ TEST(HttpClientAsync, NeverRunsTheCallersHandlerWhenTheChainItselfFails)
     }
 }
 
-TEST(ScriptedHttpClient, CompletesCancelledRequestsWithTheCancelledException)
+TEST(ScriptedHttpClient, FailsAnAttemptWithoutAScriptedReplyNamingItsMethodAndUrl)
 {
     ScriptedHttpClient client;
     client.setClientConfiguration(support::with(noRetriesStrategy()));
+    EXPECT_THROW_MSG(client.makeRequest(get()), HttpRequestFailedException, "No reply scripted for GET http://test/");
+    auto [future, id] = client.makeAsyncRequest(withBody({{"Content-Length", "7"}}));
+    ASSERT_TRUE(support::ready(future));
+    EXPECT_THROW_MSG(future.get(), HttpRequestFailedException, "No reply scripted for POST http://test/");
+    client.setDefaultReply(ok);
+    EXPECT_EQ(client.makeRequest(get()).getResponseCode(), HttpResponseCode::OK);
+}
+
+TEST(ScriptedHttpClient, CancelsQueuedAndRunningAttemptsAndIgnoresIdentifiersNotInFlight)
+{
+    ScriptedHttpClient client;
+    client.setClientConfiguration(support::with(noRetriesStrategy()));
+    client.setDefaultReply(ok);
+    client.cancelAsyncRequest(0);
+    auto unaffected = client.makeAsyncRequest(get());
+    EXPECT_EQ(unaffected.second, 0UL) << "the identifier cancelled before it was in flight";
+    ASSERT_TRUE(support::ready(unaffected.first));
+    EXPECT_EQ(unaffected.first.get().getResponseCode(), HttpResponseCode::OK);
+
+    // The attempt's own progress report cancels everything while it runs.
+    auto running = client.makeAsyncRequest(std::move(get().withProgressCallback([&client](const Progress&) {
+        client.cancelAllAsyncRequests();
+        return ProgressResult::Continue;
+    })));
+    ASSERT_TRUE(support::ready(running.first));
+    EXPECT_THROW_MSG(running.first.get(), HttpRequestCancelledException, "Request cancelled");
+    client.waitForAsyncRequests();
+
     std::promise<void> release;
     auto gate = release.get_future().share();
     // The first request's handler holds the client's thread until released,

@@ -2,6 +2,8 @@
 
 #include "support/ExpectThrowMessage.hpp"
 
+#include <httpclient_core/ClientConfiguration.hpp>
+
 #include <gtest/gtest.h>
 
 #include <iterator>

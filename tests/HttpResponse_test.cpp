@@ -108,16 +108,21 @@ TEST(HttpResponse, AThrowingCallbackLeavesCodeHeadersAndBodyAsTheyWere)
     EXPECT_EQ(made, 0) << "the body was not touched";
 }
 
-TEST(HttpResponse, FactoryRunsOnceAtFirstTouchWithTheCodeReasonAndHeadersOfThatMoment)
+TEST(HttpResponse, FactoryRunsOnceAtFirstTouchWithCopiesOfTheCodeReasonAndHeadersOfThatMoment)
 {
     int made = 0;
     std::string seen;
+    HttpResponse* self = nullptr;
     auto request = requestWith([&](HttpResponseCode code, const std::string& reason, const HttpHeaders& headers) {
         ++made;
+        // A change made while the factory runs does not show through its arguments.
+        self->setResponseCodeAndReason(HttpResponseCode::OK, "changed");
+        self->setHeaderValue("Content-Range", "changed");
         seen = to_string(code) + " " + reason + " " + headers.getHeaderValue("content-range");
         return std::make_unique<std::stringstream>();
     });
     HttpResponse response(request);
+    self = &response;
     request.setResponseStreamFactory(nullptr);
     response.setResponseCodeAndReason(HttpResponseCode::PartialContent, "Partial");
     response.setHeaderValue("Content-Range", "bytes 0-1/2");
@@ -132,16 +137,21 @@ TEST(HttpResponse, AFailedFactoryLeavesNoBodyAndTheNextTouchRetries)
 {
     EXPECT_THROW(HttpResponse(requestWith(nullptr)).getResponseBody(), std::bad_function_call);
     int made = 0;
-    const auto failingOnce = [&](HttpResponseCode code, const std::string& reason, const HttpHeaders& headers) {
+    const auto failingTwice = [&](HttpResponseCode code, const std::string& reason,
+                                  const HttpHeaders& headers) -> std::unique_ptr<std::iostream> {
         if (++made == 1) {
+            return nullptr;
+        }
+        if (made == 2) {
             throw std::runtime_error("disk full");
         }
         return defaultResponseStreamFactory()(code, reason, headers);
     };
-    HttpResponse response(requestWith(failingOnce));
+    HttpResponse response(requestWith(failingTwice));
+    EXPECT_THROW_MSG(response.getResponseBody(), std::logic_error, "The response stream factory returned no stream.");
     EXPECT_THROW_MSG(response.getResponseBody(), std::runtime_error, "disk full");
     response.getResponseBody() << "ok";
-    EXPECT_EQ(made, 2);
+    EXPECT_EQ(made, 3);
     EXPECT_EQ(response.getResponseBodyString(), "ok");
 }
 

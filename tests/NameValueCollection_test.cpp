@@ -179,6 +179,15 @@ TEST(NameValueCollectionAssignment, IntoAFilledCollectionKeepsItsEarlierIndexEnt
     target.erase("b");
     EXPECT_TRUE(target.empty() && !target.has("gone"));
 
+    // Assigned to itself, a collection indexes its entries once more.
+    NameValueCollection twice{{"a", "1"}, {"A", "2"}};
+    const auto& alias = twice;
+    twice = alias;
+    EXPECT_EQ(pairsOf(twice), (Pairs{{"a", "1"}, {"A", "2"}}));
+    EXPECT_EQ(twice.getAll("a"), (Strings{"1", "2", "1", "2"}));
+    twice.erase("a");
+    EXPECT_TRUE(twice.empty() && !twice.has("a"));
+
     // Where the list shrank, what the old names find is unsettled; it must stay safe.
     const NameValueCollection small{{"x", "9"}};
     NameValueCollection shrunk{{"a", "1"}, {"b", "2"}, {"c", "3"}};

@@ -11,7 +11,6 @@
 // Movable, not copyable: it owns its body stream and its configuration.
 #pragma once
 
-#include <httpclient_core/ClientConfiguration.hpp>
 #include <httpclient_core/Export.hpp>
 #include <httpclient_core/HttpHeaders.hpp>
 #include <httpclient_core/HttpMessage.hpp>
@@ -22,11 +21,14 @@
 
 #include <cstdint>
 #include <functional>
-#include <iosfwd>
+#include <istream>
 #include <memory>
 #include <string>
 
 namespace foundation::httpclient_core {
+
+// Only held by pointer here; include ClientConfiguration.hpp to set one.
+class ClientConfiguration;
 
 // Transfer figures handed to a progress callback. When a retry resumes a
 // download, the bytes already received are added to the two download figures.

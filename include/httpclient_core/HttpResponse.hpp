@@ -21,7 +21,7 @@
 #include <httpclient_core/TransactionReport.hpp>
 
 #include <functional>
-#include <iosfwd>
+#include <istream>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -60,9 +60,12 @@ public:
     void addHeader(const std::string& line) override;
     void removeHeader(const std::string& name) override;
 
-    // The body stream, made by the factory on first use (thread-safe, once).
-    // An empty factory throws std::bad_function_call; the factory's own
-    // exceptions pass through and leave the response without a body.
+    // The body stream, made by the factory on first use (thread-safe, once),
+    // from copies of the code, reason and headers of that moment.
+    // An empty factory throws std::bad_function_call, a factory that returns
+    // no stream std::logic_error "The response stream factory returned no
+    // stream."; these and the factory's own exceptions leave the response
+    // without a body, and the next access calls the factory again.
     std::iostream& getResponseBody() const;
     // Everything from the body's read position to its end, consumed.
     std::string getResponseBodyString() const;

@@ -52,7 +52,9 @@ public:
     NameValueCollection(NameValueCollection&& other) noexcept = default;
     // By design not a clear-and-copy: the entries are assigned element-wise and
     // then indexed into the existing index, so a collection that held entries
-    // before keeps its earlier index entries beside the new ones.
+    // before keeps its earlier index entries beside the new ones. Assigned to
+    // itself, a collection keeps its entries and indexes them once more (a
+    // name added twice is then found four times).
     NameValueCollection& operator=(const NameValueCollection& other);
     NameValueCollection& operator=(NameValueCollection&& other) noexcept = default;
     ~NameValueCollection() = default;

@@ -98,7 +98,9 @@
 
 namespace foundation::httpclient_curl {
 
-class HTTPCLIENT_CURL_EXPORT CurlHttpClient : public httpclient_core::HttpClient {
+// Final: the destructor waits for the threads that call the virtual
+// functions, which in a derived class would already be destroyed by then.
+class HTTPCLIENT_CURL_EXPORT CurlHttpClient final : public httpclient_core::HttpClient {
 public:
     // A client with the default ClientConfiguration.
     CurlHttpClient();

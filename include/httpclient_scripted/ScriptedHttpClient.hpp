@@ -16,8 +16,10 @@
 // httpclient_core::httpclient_scripted), kept apart from the core so that no
 // test code ships inside it.
 //
-// Asynchronous attempts run one at a time on the client's own thread, which
-// also runs their completion handlers.
+// Strict, so that a test finds its own mistakes: an attempt for which no
+// reply is scripted fails rather than getting a made-up one. Asynchronous
+// attempts run one at a time on the client's own thread, which also runs
+// their completion handlers.
 #pragma once
 
 #include <httpclient_core/HttpClient.hpp>
@@ -99,18 +101,22 @@ public:
     using httpclient_core::HttpClient::makeAsyncRequest;
 
     // Replies are played in the order queued, by synchronous and asynchronous
-    // attempts alike; when none is left the default reply is played.
+    // attempts alike; when none is left the default reply is played. Without
+    // a default reply such an attempt throws HttpRequestFailedException
+    // "No reply scripted for GET http://test/" (its method and URL).
     void enqueue(ScriptedReply reply);
-    // Played when the queue is empty; initially a 200 "OK" without headers or body.
+    // Played whenever the queue is empty; there is none until this is called.
     void setDefaultReply(ScriptedReply reply);
     // Recording is on by default; off, attempts() stays empty (for benchmarks).
     void setRecording(bool recording);
     std::vector<RecordedAttempt> attempts() const;
     std::size_t scriptedRepliesLeft() const;
 
-    // A queued asynchronous attempt of that request completes with
-    // HttpRequestCancelledException instead of being played.
+    // An attempt of that request, queued or running, completes with
+    // HttpRequestCancelledException instead of its scripted outcome. An
+    // identifier with no attempt in flight is ignored.
     void cancelAsyncRequest(unsigned long requestId) const override;
+    // Cancels every queued attempt and the one running, as above.
     void cancelAllAsyncRequests() const override;
     void waitForAsyncRequests() const override;
     std::size_t pendingAsyncRequests() const override;
@@ -131,6 +137,7 @@ private:
     ScriptedReply nextReply(httpclient_core::HttpRequest& request, std::optional<unsigned long> requestId) const;
     static void play(const ScriptedReply& reply, httpclient_core::HttpRequest& request,
                      httpclient_core::HttpResponse& response);
+    bool inFlight(unsigned long requestId) const;
     // Plays one asynchronous attempt and completes it; everything the job
     // holds is released before it stops counting as in flight.
     void run(Job job, bool wasCancelled) const;
@@ -139,12 +146,14 @@ private:
     mutable std::mutex mutex;
     mutable std::condition_variable changed;
     mutable std::deque<ScriptedReply> replies;
-    ScriptedReply defaultReply;
+    std::optional<ScriptedReply> defaultReply;
     bool recording = true;
     mutable std::vector<RecordedAttempt> recorded;
     mutable std::deque<Job> jobs;
+    // Identifiers whose queued or running attempt is to complete as cancelled.
     mutable std::set<unsigned long> cancelled;
-    mutable std::size_t running = 0;
+    // The identifier of the attempt being run, if any.
+    mutable std::optional<unsigned long> running;
     bool stopping = false;
     std::thread worker;
 };

@@ -2,6 +2,7 @@
 
 #include <httpclient_core/Exceptions.hpp>
 
+#include <algorithm>
 #include <iterator>
 
 namespace foundation::httpclient_scripted {
@@ -9,12 +10,19 @@ namespace foundation::httpclient_scripted {
 using httpclient_core::CompletionHandler;
 using httpclient_core::HttpRequest;
 using httpclient_core::HttpRequestCancelledException;
+using httpclient_core::HttpRequestFailedException;
 using httpclient_core::HttpResponse;
 using httpclient_core::HttpResponseCode;
 using httpclient_core::Progress;
 using httpclient_core::ProgressResult;
 
 namespace {
+
+[[noreturn]] void throwNoReply(const HttpRequest& request)
+{
+    throw HttpRequestFailedException("No reply scripted for " + to_string(request.getHttpMethod()) + " " +
+                                     request.getURL().toAsciiString());
+}
 
 std::string readRemaining(HttpRequest& request)
 {
@@ -65,9 +73,7 @@ ScriptedReply& ScriptedReply::droppingCompletion()
     return *this;
 }
 
-ScriptedHttpClient::ScriptedHttpClient()
-    : defaultReply(ScriptedReply::status(HttpResponseCode::OK, "OK")),
-      worker([this] { serve(); })
+ScriptedHttpClient::ScriptedHttpClient() : worker([this] { serve(); })
 {
 }
 
@@ -115,7 +121,9 @@ std::size_t ScriptedHttpClient::scriptedRepliesLeft() const
 void ScriptedHttpClient::cancelAsyncRequest(unsigned long requestId) const
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    cancelled.insert(requestId);
+    if (inFlight(requestId)) {
+        cancelled.insert(requestId);
+    }
 }
 
 void ScriptedHttpClient::cancelAllAsyncRequests() const
@@ -124,18 +132,21 @@ void ScriptedHttpClient::cancelAllAsyncRequests() const
     for (const auto& job : jobs) {
         cancelled.insert(job.requestId);
     }
+    if (running) {
+        cancelled.insert(*running);
+    }
 }
 
 void ScriptedHttpClient::waitForAsyncRequests() const
 {
     std::unique_lock<std::mutex> lock(mutex);
-    changed.wait(lock, [this] { return jobs.empty() && running == 0; });
+    changed.wait(lock, [this] { return jobs.empty() && !running; });
 }
 
 std::size_t ScriptedHttpClient::pendingAsyncRequests() const
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    return jobs.size() + running;
+    return jobs.size() + (running ? 1 : 0);
 }
 
 void ScriptedHttpClient::performRequest(HttpRequest& request, HttpResponse& response) const
@@ -162,7 +173,10 @@ ScriptedReply ScriptedHttpClient::nextReply(HttpRequest& request, std::optional<
                                            std::move(body), requestId});
     }
     if (replies.empty()) {
-        return defaultReply;
+        if (!defaultReply) {
+            throwNoReply(request);
+        }
+        return *defaultReply;
     }
     auto reply = std::move(replies.front());
     replies.pop_front();
@@ -194,13 +208,17 @@ void ScriptedHttpClient::play(const ScriptedReply& reply, HttpRequest& request, 
     }
 }
 
+bool ScriptedHttpClient::inFlight(unsigned long requestId) const
+{
+    return running == requestId ||
+           std::any_of(jobs.begin(), jobs.end(), [requestId](const Job& job) { return job.requestId == requestId; });
+}
+
 void ScriptedHttpClient::run(Job job, bool wasCancelled) const
 {
     std::exception_ptr error;
     bool dropped = false;
-    if (wasCancelled) {
-        error = std::make_exception_ptr(HttpRequestCancelledException());
-    } else {
+    if (!wasCancelled) {
         try {
             const auto reply = nextReply(job.request, job.requestId);
             dropped = reply.dropCompletion;
@@ -208,6 +226,12 @@ void ScriptedHttpClient::run(Job job, bool wasCancelled) const
         } catch (...) {
             error = std::current_exception();
         }
+        // A cancellation that arrived while the attempt ran wins over its outcome.
+        const std::lock_guard<std::mutex> lock(mutex);
+        wasCancelled = cancelled.erase(job.requestId) > 0;
+    }
+    if (wasCancelled) {
+        error = std::make_exception_ptr(HttpRequestCancelledException());
     }
     if (!dropped) {
         job.handler(std::move(job.request), std::move(job.response), std::move(error));
@@ -224,13 +248,18 @@ void ScriptedHttpClient::serve()
         }
         Job job = std::move(jobs.front());
         jobs.pop_front();
-        ++running;
+        const auto requestId = job.requestId;
+        running = requestId;
         // Once the client is being destroyed every attempt left completes as cancelled.
-        const bool wasCancelled = cancelled.erase(job.requestId) > 0 || stopping;
+        const bool wasCancelled = cancelled.erase(requestId) > 0 || stopping;
         lock.unlock();
         run(std::move(job), wasCancelled);
         lock.lock();
-        --running;
+        running.reset();
+        // A cancellation made while the handler ran applies only to a retry it queued.
+        if (!inFlight(requestId)) {
+            cancelled.erase(requestId);
+        }
         changed.notify_all();
     }
 }

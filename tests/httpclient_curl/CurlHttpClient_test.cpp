@@ -29,6 +29,8 @@ using support::LoopbackServer;
 static_assert(std::is_default_constructible_v<CurlHttpClient>);
 static_assert(!std::is_copy_constructible_v<CurlHttpClient>);
 static_assert(std::is_base_of_v<HttpClient, CurlHttpClient>);
+// Its destructor waits for the threads that call its virtual functions.
+static_assert(std::is_final_v<CurlHttpClient>);
 
 namespace {
 
