@@ -25,11 +25,6 @@ constexpr std::string_view protocolGuid = "258EAFA5-E914-47DA-95CA-C5AB0DC85B11"
     throw BadWebSocketException("Not a WebSocket URL: " + text);
 }
 
-[[noreturn]] void throwHandshakeFailed(const std::string& url, const std::string& what)
-{
-    throw BadWebSocketException("WebSocket handshake with " + url + " failed: " + what);
-}
-
 char asciiLower(char c)
 {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
@@ -98,6 +93,16 @@ bool holdsLineBreak(std::string_view text)
 }
 
 } // namespace
+
+void throwHandshakeFailed(const std::string& url, const std::string& what)
+{
+    throw BadWebSocketException("WebSocket handshake with " + url + " failed: " + what);
+}
+
+void throwConnectionFailed(const std::string& url, const std::string& reason)
+{
+    throw BadWebSocketException("WebSocket connection to " + url + " failed: " + reason);
+}
 
 WebSocketUrl parseWebSocketUrl(const std::string& text)
 {

@@ -64,4 +64,10 @@ ResponseHead parseResponseHead(std::string_view head, const std::string& url);
 void checkHandshakeResponse(const ResponseHead& head, const std::string& url, std::string_view key,
                             const httpclient_core::HttpHeaders& customHeaders);
 
+// BadWebSocketException "WebSocket handshake with <url> failed: <what>".
+[[noreturn]] void throwHandshakeFailed(const std::string& url, const std::string& what);
+
+// BadWebSocketException "WebSocket connection to <url> failed: <reason>".
+[[noreturn]] void throwConnectionFailed(const std::string& url, const std::string& reason);
+
 } // namespace foundation::httpclient_websocket
