@@ -7,6 +7,9 @@ set(HTTPCLIENT_CORE_PACKAGE_LIBRARIES httpclient_core httpclient_scripted)
 if(HTTPCLIENT_CORE_BUILD_CURL)
   list(APPEND HTTPCLIENT_CORE_PACKAGE_LIBRARIES httpclient_curl)
 endif()
+if(HTTPCLIENT_CORE_BUILD_WEBSOCKET)
+  list(APPEND HTTPCLIENT_CORE_PACKAGE_LIBRARIES httpclient_websocket)
+endif()
 
 foreach(library IN LISTS HTTPCLIENT_CORE_PACKAGE_LIBRARIES)
   install(TARGETS ${library}
@@ -20,19 +23,6 @@ foreach(library IN LISTS HTTPCLIENT_CORE_PACKAGE_LIBRARIES)
   install(FILES "${PROJECT_BINARY_DIR}/include/${library}/Export.hpp"
     DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/${library}")
 endforeach()
-
-if(HTTPCLIENT_CORE_BUILD_WEBSOCKET)
-  install(TARGETS httpclient_websocket
-    EXPORT httpclient_coreTargets
-    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
-    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
-    INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-  install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/httpclient_websocket"
-    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-  install(FILES "${PROJECT_BINARY_DIR}/include/httpclient_websocket/Export.hpp"
-    DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/httpclient_websocket")
-endif()
 
 install(EXPORT httpclient_coreTargets
   NAMESPACE httpclient_core::

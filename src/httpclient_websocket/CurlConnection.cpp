@@ -4,34 +4,13 @@
 
 #include <curl/curl.h>
 
-#include <stdexcept>
-
 namespace foundation::httpclient_websocket {
 
 namespace {
 
 using httpclient_core::HttpRequestTimeoutException;
-
-struct EasyDeleter {
-    void operator()(CURL* easy) const { curl_easy_cleanup(easy); }
-};
-using EasyHandle = std::unique_ptr<CURL, EasyDeleter>;
-
-void initialiseCurlOnce()
-{
-    static const CURLcode code = curl_global_init(CURL_GLOBAL_DEFAULT);
-    if (code != CURLE_OK) {
-        throw std::runtime_error(std::string("curl_global_init failed: ") + curl_easy_strerror(code));
-    }
-}
-
-template <typename Value>
-void set(CURL* easy, CURLoption option, Value value)
-{
-    if (curl_easy_setopt(easy, option, value) != CURLE_OK) {
-        throw std::logic_error("libcurl refused an option it documents");
-    }
-}
+using httpclient_curl::detail::EasyHandle;
+using httpclient_curl::detail::setOption;
 
 // The header lines libcurl receives, which with CONNECT_ONLY are only the
 // proxy's answers to CONNECT; a new status line starts a new answer.
@@ -53,14 +32,10 @@ int onProgress(void* user, curl_off_t, curl_off_t, curl_off_t, curl_off_t)
 
 } // namespace
 
-struct CurlConnection::Handle {
-    EasyHandle easy;
-};
-
 CurlConnection::Opened CurlConnection::open(const WebSocketUrl& url, const std::string& urlText,
                                             const ConnectionSettings& settings, const std::function<bool()>& stopping)
 {
-    initialiseCurlOnce();
+    httpclient_curl::detail::initialiseCurl();
     EasyHandle easy(curl_easy_init());
     if (!easy) {
         throwConnectionFailed(urlText, "out of memory");
@@ -69,34 +44,25 @@ CurlConnection::Opened CurlConnection::open(const WebSocketUrl& url, const std::
     const std::string target = (url.secure ? "https://" : "http://") + url.host + ":" + std::to_string(url.port);
     std::string proxyResponse;
     char errorText[CURL_ERROR_SIZE] = "";
-    set(e, CURLOPT_ERRORBUFFER, errorText);
-    set(e, CURLOPT_URL, target.c_str());
-    set(e, CURLOPT_PROTOCOLS_STR, "http,https");
-    set(e, CURLOPT_CONNECT_ONLY, 1L);
-    set(e, CURLOPT_NOSIGNAL, 1L);
-    set(e, CURLOPT_SSL_VERIFYPEER, 1L);
-    set(e, CURLOPT_SSL_VERIFYHOST, 2L);
-    if (!settings.certificateFile.empty()) {
-        set(e, CURLOPT_CAINFO, settings.certificateFile.c_str());
-    }
-    set(e, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(settings.connectTimeoutMs));
-    set(e, CURLOPT_PROXY, settings.proxy.c_str());
+    setOption(e, CURLOPT_ERRORBUFFER, errorText);
+    setOption(e, CURLOPT_URL, target.c_str());
+    applyConnectionSettings(e, settings);
+    setOption(e, CURLOPT_CONNECT_ONLY, 1L);
     if (!settings.proxy.empty()) {
-        set(e, CURLOPT_HTTPPROXYTUNNEL, 1L);
-        set(e, CURLOPT_PROXYAUTH, static_cast<unsigned long>(CURLAUTH_ANY));
-        if (!settings.proxyUser.empty()) {
-            set(e, CURLOPT_PROXYUSERNAME, settings.proxyUser.c_str());
-            set(e, CURLOPT_PROXYPASSWORD, settings.proxyPassword.c_str());
-        }
+        // A tunnel even for ws://, and the proxy's answers in onHeader.
+        setOption(e, CURLOPT_HTTPPROXYTUNNEL, 1L);
+        setOption(e, CURLOPT_SUPPRESS_CONNECT_HEADERS, 0L);
     }
-    set(e, CURLOPT_HEADERFUNCTION, &onHeader);
-    set(e, CURLOPT_HEADERDATA, &proxyResponse);
-    set(e, CURLOPT_XFERINFOFUNCTION, &onProgress);
-    set(e, CURLOPT_XFERINFODATA, &stopping);
-    set(e, CURLOPT_NOPROGRESS, 0L);
+    setOption(e, CURLOPT_HEADERFUNCTION, &onHeader);
+    setOption(e, CURLOPT_HEADERDATA, &proxyResponse);
+    setOption(e, CURLOPT_XFERINFOFUNCTION, &onProgress);
+    setOption(e, CURLOPT_XFERINFODATA, &stopping);
+    setOption(e, CURLOPT_NOPROGRESS, 0L);
 
     const CURLcode code = curl_easy_perform(e);
-    set(e, CURLOPT_ERRORBUFFER, static_cast<char*>(nullptr));
+    setOption(e, CURLOPT_ERRORBUFFER, static_cast<char*>(nullptr));
+    setOption(e, CURLOPT_HEADERFUNCTION, static_cast<curl_write_callback>(nullptr));
+    setOption(e, CURLOPT_NOPROGRESS, 1L);
     if (code != CURLE_OK) {
         long connectCode = 0;
         curl_easy_getinfo(e, CURLINFO_HTTP_CONNECTCODE, &connectCode);
@@ -112,16 +78,10 @@ CurlConnection::Opened CurlConnection::open(const WebSocketUrl& url, const std::
     if (curl_easy_getinfo(e, CURLINFO_ACTIVESOCKET, &socket) != CURLE_OK || socket == CURL_SOCKET_BAD) {
         throwConnectionFailed(urlText, "no socket");
     }
-    set(e, CURLOPT_HEADERFUNCTION, static_cast<curl_write_callback>(nullptr));
-    set(e, CURLOPT_XFERINFOFUNCTION, static_cast<curl_xferinfo_callback>(nullptr));
-    return {
-        std::unique_ptr<CurlConnection>(new CurlConnection(std::make_unique<Handle>(Handle{std::move(easy)}), socket)),
-        {}};
+    return {std::unique_ptr<CurlConnection>(new CurlConnection(std::move(easy), socket)), {}};
 }
 
-CurlConnection::CurlConnection(std::unique_ptr<Handle> handle, int socket)
-    : handle(std::move(handle)),
-      socketHandle(socket)
+CurlConnection::CurlConnection(EasyHandle handle, int socket) : handle(std::move(handle)), socketHandle(socket)
 {
 }
 
@@ -130,7 +90,7 @@ CurlConnection::~CurlConnection() = default;
 CurlConnection::Transferred CurlConnection::send(std::string_view bytes)
 {
     std::size_t sent = 0;
-    const CURLcode code = curl_easy_send(handle->easy.get(), bytes.data(), bytes.size(), &sent);
+    const CURLcode code = curl_easy_send(handle.get(), bytes.data(), bytes.size(), &sent);
     if (code == CURLE_AGAIN) {
         return {Status::Again, 0};
     }
@@ -140,7 +100,7 @@ CurlConnection::Transferred CurlConnection::send(std::string_view bytes)
 CurlConnection::Transferred CurlConnection::receive(char* buffer, std::size_t size)
 {
     std::size_t received = 0;
-    const CURLcode code = curl_easy_recv(handle->easy.get(), buffer, size, &received);
+    const CURLcode code = curl_easy_recv(handle.get(), buffer, size, &received);
     if (code == CURLE_AGAIN) {
         return {Status::Again, 0};
     }

@@ -6,16 +6,14 @@
 //   auto opened = CurlConnection::open(url, settings, stopping);
 //   if (opened.connection) opened.connection->send(bytes);   // else opened.proxyResponse holds the refusal
 //
-// The TLS and proxy set-up of a libcurl handle lives here until the HTTP
-// transport and this client share one.
+// The TLS, proxy and time-out options are the HTTP transport's own
+// (ConnectionSetup), so both transports connect alike.
 #pragma once
 
+#include "ConnectionSetup.hpp"
 #include "Handshake.hpp"
 
-#include <chrono>
 #include <cstddef>
-#include <cstdint>
-#include <filesystem>
 #include <functional>
 #include <memory>
 #include <string>
@@ -23,13 +21,7 @@
 
 namespace foundation::httpclient_websocket {
 
-struct ConnectionSettings {
-    std::filesystem::path certificateFile; // empty: the system's CA bundle
-    std::string proxy;                     // empty: none
-    std::string proxyUser;
-    std::string proxyPassword;
-    std::int64_t connectTimeoutMs = 0;
-};
+using httpclient_curl::detail::ConnectionSettings;
 
 class CurlConnection {
 public:
@@ -67,10 +59,9 @@ public:
     int socket() const { return socketHandle; }
 
 private:
-    struct Handle;
-    explicit CurlConnection(std::unique_ptr<Handle> handle, int socket);
+    CurlConnection(httpclient_curl::detail::EasyHandle handle, int socket);
 
-    std::unique_ptr<Handle> handle;
+    httpclient_curl::detail::EasyHandle handle;
     int socketHandle;
 };
 

@@ -307,8 +307,8 @@ private:
         const auto recoverable = configuration.recoverableConnectErrorCodes();
         for (unsigned long refusals = 1;; ++refusals) {
             ConnectionSettings settings;
-            settings.certificateFile = configuration.certificateFile();
-            settings.connectTimeoutMs = configuration.connectTimeout();
+            settings.certificateFile = configuration.certificateFile().string();
+            settings.connectTimeoutMs = static_cast<long>(configuration.connectTimeout());
             {
                 const std::lock_guard lock(mutex);
                 settings.proxy = proxy;
