@@ -26,6 +26,13 @@ if(HTTPCLIENT_CORE_BUILD_CURL)
   set(httpclient_curl_PC_REQUIRES_PRIVATE "libcurl >= 7.85")
   set(httpclient_curl_DEB_DEPENDS "libcurl4 (>= 7.85)")
 endif()
+if(HTTPCLIENT_CORE_BUILD_WEBSOCKET)
+  list(APPEND HTTPCLIENT_CORE_PACKAGE_LIBRARIES httpclient_websocket)
+  set(httpclient_websocket_PC_DESCRIPTION "A WebSocket client on libcurl's connections, built on httpclient_core")
+  set(httpclient_websocket_PC_REQUIRES "httpclient_core")
+  set(httpclient_websocket_PC_REQUIRES_PRIVATE "libcurl >= 7.85")
+  set(httpclient_websocket_DEB_DEPENDS "libcurl4 (>= 7.85)")
+endif()
 
 # The pkg-config files find the prefix from their own place, so that they
 # serve any installation prefix, a Debian package's included.

@@ -9,7 +9,7 @@ packages=(
   build-essential cmake ninja-build pkg-config dpkg-dev
   libgtest-dev libgmock-dev
   libcurl4-openssl-dev libcpp-httplib-dev openssl
-  nginx squid apache2-utils python3-httpbin
+  nginx squid apache2-utils python3-httpbin python3-websockets
   clang-format clang-tidy
   "$@"
 )

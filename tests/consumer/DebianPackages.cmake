@@ -57,6 +57,10 @@ if(WITH_CURL)
   expect_package(libhttpclient-core-dev
     DEPENDS "libhttpclient-curl0 ${same}" "libcurl4-openssl-dev"
     CONTAINS "include/httpclient_curl/CurlHttpClient.hpp" "${LIBDIR}/pkgconfig/httpclient_curl.pc")
+  expect_package(libhttpclient-websocket0
+    DEPENDS "libcurl4 \\(>= 7\\.85\\)" "libhttpclient-core0 ${same}"
+    CONTAINS "${LIBDIR}/libhttpclient_websocket.so.0 "
+    LACKS "/include/")
   expect_package(httpfetch
     DEPENDS "libhttpclient-curl0 ${same}"
     CONTAINS "bin/httpfetch"

@@ -7,6 +7,11 @@
 #include <httpclient_core/httpclient_core.hpp>
 #ifdef CONSUMER_WITH_CURL
 #include <httpclient_curl/CurlHttpClient.hpp>
+#endif
+#ifdef CONSUMER_WITH_WEBSOCKET
+#include <httpclient_websocket/WebSocketClient.hpp>
+#endif
+#if defined(CONSUMER_WITH_CURL) || defined(CONSUMER_WITH_WEBSOCKET)
 
 #include <string>
 #include <typeinfo>
@@ -96,6 +101,20 @@ void checkCurlClient()
 }
 #endif
 
+#ifdef CONSUMER_WITH_WEBSOCKET
+// The WebSocket client's misuse error is caught by its exact type from the core library.
+void checkWebSocketClient()
+{
+    foundation::httpclient_websocket::WebSocketClient client(WebSocketClientConfiguration{});
+    try {
+        client.send("nobody listens");
+        check(false, "send without a connection throws");
+    } catch (const NoExistingConnectionException& error) {
+        check(typeid(error) == typeid(NoExistingConnectionException), "WebSocket misuse type");
+    }
+}
+#endif
+
 } // namespace
 
 int main()
@@ -119,6 +138,9 @@ int main()
 
 #ifdef CONSUMER_WITH_CURL
     checkCurlClient();
+#endif
+#ifdef CONSUMER_WITH_WEBSOCKET
+    checkWebSocketClient();
 #endif
 
     if (failures == 0) {
