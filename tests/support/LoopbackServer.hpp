@@ -20,6 +20,7 @@
 //   /redirect/<n>          302 to /redirect/<n-1>; /redirect/0 replies 200 "landed"
 //   /redirect-loop         302 to itself
 //   /redirect-to?url=<u>   302 to u
+//   /set-cookie?c=<c>...   200 with one "Set-Cookie: <c>" per c
 //   /stall                 200 headers and one byte, then nothing until the server stops
 //   /burst-then-stall      200 and 2 MiB at once, then nothing until the server stops
 //   /trickle               200 and a byte every 100 ms until the server stops
@@ -49,6 +50,14 @@ class Server;
 
 namespace support {
 
+// One part of a multipart/form-data body, as the server parsed it.
+struct FormPart {
+    std::string name;
+    std::string fileName;
+    std::string type;
+    std::string content;
+};
+
 // What the server saw of one request.
 struct SeenRequest {
     std::string method;
@@ -58,6 +67,9 @@ struct SeenRequest {
     std::string body;
     // The client's port: equal ports mean one kept-alive connection.
     int remotePort;
+    // A multipart/form-data body parsed into its parts by name (body is then
+    // empty).
+    std::vector<FormPart> parts;
 
     // The first header of that name; "" when absent.
     std::string header(const std::string& name) const;

@@ -1,8 +1,10 @@
 #include "Messages.hpp"
 
 #include <array>
+#include <cstring>
 #include <iomanip>
 #include <sstream>
+#include <utility>
 
 namespace httpfetch::messages {
 
@@ -97,9 +99,19 @@ std::string badNumber(const std::string& option, const std::string& text)
     return prefix + option + " takes a whole number of 0 or more, not '" + text + "'";
 }
 
+std::string badSeconds(const std::string& option, const std::string& text)
+{
+    return prefix + option + " takes a number of seconds such as 2 or 0.5, not '" + text + "'";
+}
+
 std::string badHeader(const std::string& header)
 {
-    return prefix + "-H takes 'Name: value', not '" + header + "'";
+    return prefix + "-H takes 'Name: value', 'Name:' or 'Name;', not '" + header + "'";
+}
+
+std::string badFormPart(const std::string& part)
+{
+    return prefix + "-F takes NAME=VALUE, NAME=<FILE or NAME=@FILE[;type=TYPE][;filename=NAME], not '" + part + "'";
 }
 
 std::string emptyFieldName(const std::string& option, const std::string& field)
@@ -132,9 +144,50 @@ std::string demoTakesNoUrl()
     return prefix + "--demo takes no URL";
 }
 
-std::string httpError(foundation::httpclient_core::HttpResponseCode code, const std::string& reason)
+std::string insecureRefused()
 {
-    return prefix + statusLine(code, reason);
+    return prefix + "-k/--insecure is not supported: certificates are always verified (use --cacert FILE)";
+}
+
+std::string onlyResumeFromSize(const std::string& offset)
+{
+    return prefix + "-C takes '-' (continue from the size of the -o file), not '" + offset + "'";
+}
+
+std::string resumeNeedsFile()
+{
+    return prefix + "-C - and --resume need -o FILE or -O";
+}
+
+std::string noRemoteName(const std::string& url)
+{
+    return prefix + "-O needs a URL that ends in a file name, not '" + url + "'";
+}
+
+std::string cannotRead(const std::string& file)
+{
+    return prefix + "cannot read '" + file + "'";
+}
+
+std::string usageHint()
+{
+    return "httpfetch: try 'httpfetch --help' for more information";
+}
+
+std::string httpError(foundation::httpclient_core::HttpResponseCode code)
+{
+    return prefix + "(22) The requested URL returned error: " + foundation::httpclient_core::to_string(code);
+}
+
+std::string rangeIgnored()
+{
+    return prefix + "(33) the server does not support byte ranges: cannot continue the file";
+}
+
+std::string cannotTakeBack(std::int64_t written, const std::optional<std::filesystem::path>& file)
+{
+    return prefix + "(23) a retry had to start the body again after " + std::to_string(written) + " bytes went to " +
+           (file ? file->string() : std::string("standard output")) + "; use -o with a regular FILE with --retry";
 }
 
 std::string failure(const std::string& what)
@@ -165,6 +218,44 @@ std::string statusLine(foundation::httpclient_core::HttpResponseCode code, const
 std::string headerLine(const std::string& name, const std::string& value)
 {
     return name + ": " + value;
+}
+
+std::string writeOut(const std::string& format, const WriteOutFigures& figures)
+{
+    const std::pair<const char*, std::string> variables[] = {
+        {"%{http_code}", figures.code == foundation::httpclient_core::HttpResponseCode::RequestNotMade
+                             ? "000"
+                             : foundation::httpclient_core::to_string(figures.code)},
+        {"%{size_download}", std::to_string(figures.sizeDownload)},
+        {"%{time_total}",
+         [&] {
+             std::ostringstream out;
+             out << std::fixed << std::setprecision(6) << figures.timeTotal;
+             return out.str();
+         }()},
+        {"%{url_effective}", figures.urlEffective},
+        {"%{num_redirects}", std::to_string(figures.numRedirects)},
+        {"\\n", "\n"},
+        {"\\r", "\r"},
+        {"\\t", "\t"},
+        {"%%", "%"},
+    };
+    std::string text;
+    for (std::size_t i = 0; i < format.size();) {
+        bool replaced = false;
+        for (const auto& [name, value] : variables) {
+            if (format.compare(i, std::strlen(name), name) == 0) {
+                text += value;
+                i += std::strlen(name);
+                replaced = true;
+                break;
+            }
+        }
+        if (!replaced) {
+            text += format[i++];
+        }
+    }
+    return text;
 }
 
 std::string byteCount(std::int64_t bytes)

@@ -1,91 +1,166 @@
 // httpfetch: fetches one URL with CurlHttpClient; see messages::usage().
 //
-// Exit status: 0 for a 2xx or 3xx reply, 1 for an HTTP error status (the
-// status line on standard error), 2 for a usage error (the usage on standard
-// error), 3 for a failed transfer (the failure's text on standard error).
+// Exit status, as curl's: 0 when a response arrived, whatever its status
+// (unless -f or --fail-with-body: 22 for 400 and above); 2 for a usage error;
+// 23 when the body could not be written; 28 for a time-out; 33 when the
+// server ignored the range of -C -; 42 when the transfer was stopped; 7 for
+// any other failed transfer.
 #include "BodySink.hpp"
 #include "Demo.hpp"
 #include "Fetch.hpp"
 #include "Messages.hpp"
 #include "Options.hpp"
+#include "Plan.hpp"
 #include "ProgressReporter.hpp"
+
+#include <httpclient_core/Exceptions.hpp>
+#include <httpclient_core/HttpResponse.hpp>
 
 #include <unistd.h>
 
+#include <chrono>
+#include <ctime>
 #include <exception>
+#include <fstream>
 #include <iostream>
 #include <memory>
+#include <string>
+#include <vector>
 
 namespace {
 
+using foundation::httpclient_core::HttpRequestCancelledException;
+using foundation::httpclient_core::HttpRequestTimeoutException;
 using foundation::httpclient_core::HttpResponse;
 using namespace httpfetch;
 
-enum ExitStatus : int { Success = 0, HttpError = 1, UsageFailure = 2, TransferFailure = 3 };
+enum ExitStatus : int {
+    Success = 0,
+    UsageFailure = 2,
+    OtherFailure = 7,
+    HttpFailure = 22,
+    WriteFailure = 23,
+    TimedOut = 28,
+    RangeFailure = 33,
+    Stopped = 42,
+};
 
-// Without -o the body waits in memory and goes to standard output at the
-// end: a retry that starts afresh must be able to take back what an earlier
-// attempt wrote, which a stream already sent to standard output cannot.
-std::unique_ptr<BodySink> sinkFor(const Options& options)
+// Prints a failure unless -s silenced it without -S.
+int failWith(const OutputPlan& plan, ExitStatus status, const std::string& message)
 {
-    if (options.output) {
-        return std::make_unique<FileSink>(*options.output);
+    if (!plan.silent || plan.showError) {
+        std::cerr << message << '\n';
     }
-    return std::make_unique<MemorySink>();
+    return status;
 }
 
-void printHead(const HttpResponse& response)
+int failedTransfer(const OutputPlan& plan, const BodySink& sink, std::int64_t written)
 {
-    std::cout << messages::statusLine(response.getResponseCode(), response.getResponseCodeReason()) << '\n';
-    for (const auto& [name, value] : response.getHeaders()) {
-        std::cout << messages::headerLine(name, value) << '\n';
+    if (sink.tookBack()) {
+        return failWith(plan, WriteFailure, messages::cannotTakeBack(written, plan.file));
     }
-    std::cout << '\n';
+    try {
+        throw;
+    } catch (const HttpRequestTimeoutException& error) {
+        return failWith(plan, TimedOut, messages::failure(error.what()));
+    } catch (const HttpRequestCancelledException& error) {
+        return failWith(plan, Stopped, messages::failure(error.what()));
+    } catch (const std::exception& error) {
+        return failWith(plan, OtherFailure, messages::failure(error.what()));
+    }
 }
 
-int exitStatusFor(const HttpResponse& response)
+bool isErrorStatus(const HttpResponse& response)
 {
-    const auto code = response.getResponseCode();
-    if (isSuccess(code) || isRedirection(code)) {
-        return Success;
+    return isClientError(response.getResponseCode()) || isServerError(response.getResponseCode());
+}
+
+// Writes the -c jar: the -b cookies with those the response set.
+void saveCookies(OutputPlan& output, const HttpResponse* response)
+{
+    if (!output.cookieJar) {
+        return;
     }
-    std::cerr << messages::httpError(code, response.getResponseCodeReason()) << '\n';
-    return HttpError;
+    if (response != nullptr) {
+        output.cookies.receive(response->getTransactionReport().effectiveURL().toAsciiString(),
+                               response->getHeaders(), std::time(nullptr));
+    }
+    std::ofstream jar(*output.cookieJar);
+    output.cookies.write(jar);
+}
+
+// What becomes of a response that arrived: the body kept or not, -w, and the exit status.
+int deliver(const OutputPlan& output, BodySink& sink, const HttpResponse& response, double seconds)
+{
+    sink.writeHeadOnce(response.getResponseCode(), response.getResponseCodeReason(), response.getHeaders());
+    if (sink.rangeIgnored()) {
+        sink.finish(false);
+        return failWith(output, RangeFailure, messages::rangeIgnored());
+    }
+    if (output.fail && isErrorStatus(response)) {
+        sink.finish(false);
+        return failWith(output, HttpFailure, messages::httpError(response.getResponseCode()));
+    }
+    const auto size = sink.bodySize();
+    sink.finish(true);
+    if (output.writeOut) {
+        const auto report = response.getTransactionReport();
+        std::cout << messages::writeOut(*output.writeOut, {response.getResponseCode(), size, seconds,
+                                                           report.effectiveURL().toAsciiString(),
+                                                           report.redirectCount()})
+                  << std::flush;
+    }
+    if (output.failWithBody && isErrorStatus(response)) {
+        return failWith(output, HttpFailure, messages::httpError(response.getResponseCode()));
+    }
+    return Success;
 }
 
 int runFetch(const Options& options)
 {
-    ProgressReporter reporter(ProgressReporter::styleFor(options.silent, STDERR_FILENO), std::cerr);
-    const auto sink = sinkFor(options);
-    AttemptLog log;
+    Plan plan = makePlan(options, std::cin, std::time(nullptr));
+    auto& output = plan.output;
+    std::unique_ptr<BodySink> sink;
     try {
-        const HttpResponse response = fetch(options, *sink, reporter, log);
+        sink = BodySink::open(output);
+    } catch (const std::exception& error) {
+        return failWith(output, WriteFailure, messages::failure(error.what()));
+    }
+    plan.request.setResponseStreamFactory(sink->factory());
+    ProgressReporter reporter(ProgressReporter::styleFor(output.silent, STDERR_FILENO), std::cerr);
+    AttemptLog log;
+    const RetrySettings retries{
+        output.retries, std::chrono::milliseconds(static_cast<long>(output.retryDelay * 1000)), options.resume};
+    const auto start = std::chrono::steady_clock::now();
+    try {
+        const HttpResponse response =
+            fetch(std::move(plan.request), std::move(plan.configuration), retries, reporter, log);
         reporter.finish();
-        if (options.include) {
-            printHead(response);
-        }
-        sink->finish(std::cout);
-        return exitStatusFor(response);
-    } catch (...) {
-        // Delivers what the last attempt received; a file keeps no stale bytes.
+        saveCookies(output, &response);
+        const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
+        return deliver(output, *sink, response, elapsed.count());
+    } catch (const std::exception&) {
         reporter.finish();
-        sink->finish(std::cout);
-        throw;
+        const auto written = sink->bodySize();
+        sink->finish(false);
+        saveCookies(output, nullptr);
+        return failedTransfer(output, *sink, written);
     }
 }
 
 int run(const Options& options)
 {
-    if (options.action == Options::Action::Help) {
+    switch (options.action) {
+    case Options::Action::Help:
         std::cout << messages::usage() << '\n';
         return Success;
-    }
-    if (options.action == Options::Action::Version) {
+    case Options::Action::Version:
         std::cout << messages::version() << '\n';
         return Success;
-    }
-    if (options.action == Options::Action::Demo) {
+    case Options::Action::Demo:
         return runDemo(options.silent, std::cout);
+    case Options::Action::Fetch:
+        break;
     }
     return runFetch(options);
 }
@@ -94,19 +169,15 @@ int run(const Options& options)
 
 int main(int argc, char* argv[])
 {
-    Options options;
     try {
-        options = parseOptions(argc, argv);
+        return run(parseOptions(std::vector<std::string>(argv + 1, argv + argc)));
     } catch (const UsageError& error) {
-        std::cerr << error.what() << "\n\n" << messages::usage() << '\n';
+        std::cerr << error.what() << '\n' << messages::usageHint() << '\n';
         return UsageFailure;
-    }
-    try {
-        return run(options);
     } catch (const std::exception& error) {
         std::cerr << messages::failure(error.what()) << '\n';
     } catch (...) {
         std::cerr << messages::failure(messages::unknownFailure()) << '\n';
     }
-    return TransferFailure;
+    return WriteFailure;
 }
