@@ -39,9 +39,9 @@ Target targetOf(const std::string& url)
     const auto pathStart = std::min(url.find_first_of("/?#", hostStart), url.size());
     auto authority = url.substr(hostStart, pathStart - hostStart);
     authority = authority.substr(authority.find('@') == std::string::npos ? 0 : authority.find('@') + 1);
-    const auto host = authority.substr(0, authority.rfind(':') != std::string::npos && authority.back() != ']'
-                                              ? authority.rfind(':')
-                                              : std::string::npos);
+    const auto host =
+        authority.substr(0, authority.rfind(':') != std::string::npos && authority.back() != ']' ? authority.rfind(':')
+                                                                                                 : std::string::npos);
     auto path = url.substr(pathStart, url.find_first_of("?#", pathStart) - pathStart);
     return {lowered(url.substr(0, hostStart)) == "https://", lowered(host), path.empty() ? "/" : path};
 }
@@ -153,8 +153,14 @@ void CookieJar::receive(const std::string& url, const foundation::httpclient_cor
         if (equals == std::string::npos || trimmed(pair.substr(0, equals)).empty()) {
             continue;
         }
-        Cookie cookie{target.host, false, defaultPath(target.path), false, 0, trimmed(pair.substr(0, equals)),
-                      trimmed(pair.substr(equals + 1)), false};
+        Cookie cookie{target.host,
+                      false,
+                      defaultPath(target.path),
+                      false,
+                      0,
+                      trimmed(pair.substr(0, equals)),
+                      trimmed(pair.substr(equals + 1)),
+                      false};
         bool hasMaxAge = false;
         for (std::string attribute; std::getline(attributes, attribute, ';');) {
             const auto cut = attribute.find('=');

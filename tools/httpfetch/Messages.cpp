@@ -16,33 +16,59 @@ const char* const usageText =
     R"(Usage: httpfetch [options] URL
        httpfetch --demo [-s]
 
-Options:
-  -X, --request METHOD      GET, POST, PUT, DELETE, PATCH or HEAD
-                            (default GET, or POST with -d or -F)
-  -H, --header 'Name: value'
-                            add a request header (repeatable)
-  -d, --data DATA           send DATA as the body (text/plain unless -H sets a Content-Type)
-  -F, --form NAME=VALUE     add a field to a form-encoded body (repeatable)
-  -q, --query NAME=VALUE    add a query parameter to the URL (repeatable)
-  -o, --output FILE         write the body to FILE instead of standard output
-  -i, --include             print the status line and response headers before the body
-      --retries N           retry a GET up to N more times after a time-out, a failed
-                            or cut connection, or a 408, 416, 429 or 5xx reply (default 0)
-      --backoff MS          base of the exponential pause between retries (default 500)
-      --resume              let a retry continue a partial body with a Range request
-      --max-redirects N     follow at most N redirects (default 5)
-      --no-redirects        do not follow redirects
-      --connect-timeout MS  time allowed to connect (default 5000)
-      --cacert FILE         trust the CA certificates in FILE
-      --proxy URL           connect through the proxy at URL
-  -s, --silent              print no progress or retry lines
-      --demo                download a generated file from a misbehaving loopback server,
-                            with retries and resume, and verify its checksum
-      --help                print this help
-      --version             print the version
+Options mean what curl's options of the same name mean.
 
-Exit status: 0 for a 2xx or 3xx reply, 1 for an HTTP error status, 2 for a
-usage error, 3 for a failed transfer.)";
+Request:
+  -X, --request METHOD       GET, POST, PUT, DELETE, PATCH or HEAD
+  -H, --header 'Name: value' add a header; 'Name:' removes it, 'Name;' sends it empty
+  -d, --data DATA            form data (POST, application/x-www-form-urlencoded unless -H
+                             sets a Content-Type); @FILE or @- reads it without CR and LF;
+                             repeated -d are joined with &
+      --data-raw DATA        as -d, but @ is not special
+      --data-binary DATA     as -d; @FILE is sent byte for byte
+      --data-urlencode DATA  TEXT, =TEXT, NAME=TEXT, @FILE or NAME@FILE, percent-encoded
+  -G, --get                  put the data into the query of a GET instead
+  -F, --form NAME=VALUE      multipart/form-data field; NAME=@FILE[;type=T][;filename=N]
+                             uploads a file as it is read, NAME=<FILE sends its content
+      --query-param NAME=VALUE  add a query parameter, percent-encoded
+  -u, --user USER:PASSWORD   basic authentication
+  -A, --user-agent TEXT      the User-Agent header
+  -e, --referer URL          the Referer header
+  -b, --cookie DATA|FILE     send 'NAME=VALUE; ...', or the matching cookies of a cookie file
+  -c, --cookie-jar FILE      write the cookies, with those received, to FILE at the end
+
+Connection:
+  -L, --location             follow redirects (the default; --no-redirects turns it off)
+      --max-redirs N         follow at most N redirects (default 5)
+      --connect-timeout S    seconds allowed to connect, fractions allowed (default 5)
+  -x, --proxy URL            use this proxy;  -U, --proxy-user USER:PASSWORD its credentials
+      --cacert FILE          trust the CA certificates in FILE (-k is refused:
+                             certificates are always verified)
+      --retry N              retry a GET up to N times after a time-out, a failed or cut
+                             connection, or a 408, 416, 429 or 5xx reply (also --retries)
+      --retry-delay S        base of the pause between retries, in seconds (default 0.5)
+
+Output:
+  -o, --output FILE          write the body to FILE ('-': standard output); FILE is
+                             replaced only when the transfer succeeds
+  -O, --remote-name          write to the file named by the URL's last segment
+  -C, --continue-at -        continue the -o file from its size (also --resume)
+  -i, --include              the status line and headers before the body
+  -I, --head                 send HEAD and show the headers only
+  -f, --fail                 no body and exit 22 for a status of 400 or more
+      --fail-with-body       the body, then exit 22 for a status of 400 or more
+  -s, --silent               no progress and no error messages;  -S, --show-error the errors
+  -w, --write-out FORMAT     after the transfer: %{http_code} %{size_download}
+                             %{time_total} %{url_effective} %{num_redirects}, \n
+  -q, --disable              accepted and ignored
+      --demo                 download a generated file from a misbehaving loopback server
+  -h, --help;  -V, --version
+
+Exit status: 0 when a response arrived, whatever its status (22 with -f or
+--fail-with-body for 400 and above), 2 for a usage error, 7 for a failed
+connection or other failed transfer, 23 when the body could not be written,
+28 for a time-out, 33 when the server ignored the range of -C -, 42 when the
+transfer was stopped.)";
 
 std::string oneDecimal(double value)
 {

@@ -82,8 +82,8 @@ void saveCookies(OutputPlan& output, const HttpResponse* response)
         return;
     }
     if (response != nullptr) {
-        output.cookies.receive(response->getTransactionReport().effectiveURL().toAsciiString(),
-                               response->getHeaders(), std::time(nullptr));
+        output.cookies.receive(response->getTransactionReport().effectiveURL().toAsciiString(), response->getHeaders(),
+                               std::time(nullptr));
     }
     std::ofstream jar(*output.cookieJar);
     output.cookies.write(jar);
@@ -105,9 +105,9 @@ int deliver(const OutputPlan& output, BodySink& sink, const HttpResponse& respon
     sink.finish(true);
     if (output.writeOut) {
         const auto report = response.getTransactionReport();
-        std::cout << messages::writeOut(*output.writeOut, {response.getResponseCode(), size, seconds,
-                                                           report.effectiveURL().toAsciiString(),
-                                                           report.redirectCount()})
+        std::cout << messages::writeOut(*output.writeOut,
+                                        {response.getResponseCode(), size, seconds,
+                                         report.effectiveURL().toAsciiString(), report.redirectCount()})
                   << std::flush;
     }
     if (output.failWithBody && isErrorStatus(response)) {
@@ -129,8 +129,8 @@ int runFetch(const Options& options)
     plan.request.setResponseStreamFactory(sink->factory());
     ProgressReporter reporter(ProgressReporter::styleFor(output.silent, STDERR_FILENO), std::cerr);
     AttemptLog log;
-    const RetrySettings retries{
-        output.retries, std::chrono::milliseconds(static_cast<long>(output.retryDelay * 1000)), options.resume};
+    const RetrySettings retries{output.retries, std::chrono::milliseconds(static_cast<long>(output.retryDelay * 1000)),
+                                options.resume};
     const auto start = std::chrono::steady_clock::now();
     try {
         const HttpResponse response =
