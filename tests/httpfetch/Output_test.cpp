@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 
 #include <fstream>
+#include <sstream>
 
 namespace {
 
@@ -40,6 +41,9 @@ TEST_F(HttpfetchOutput, ReplacesAFileOnlyWhenTheTransferSucceeds)
     EXPECT_EQ(run.out, "");
     EXPECT_EQ(fingerprint(contents()), fingerprint(LoopbackServer::payload()));
     EXPECT_TRUE(leftovers(file).empty());
+    EXPECT_EQ(std::filesystem::status(file).permissions(), std::filesystem::perms::owner_read |
+                                                               std::filesystem::perms::owner_write |
+                                                               std::filesystem::perms::group_read);
 
     const auto toDevice = runTool({"-s", "-o", "/dev/null", server.url("/payload")});
     EXPECT_EQ(toDevice.exitCode, 0) << toDevice.err;
@@ -71,6 +75,13 @@ TEST_F(HttpfetchOutput, StreamsStandardOutputAndRefusesToTakeBackWhatWentOut)
     ASSERT_EQ(streamed.exitCode, 0) << streamed.err;
     EXPECT_EQ(fingerprint(streamed.out), fingerprint(LoopbackServer::payload()));
 
+    // 128 MiB through a pipe: the tool never holds the body, so its peak
+    // stays far below the body's size.
+    const auto large = runTool({"-s", server.url("/repeat?times=2048")});
+    ASSERT_EQ(large.exitCode, 0) << large.err;
+    EXPECT_EQ(large.out.size(), LoopbackServer::payload().size() * 2048);
+    EXPECT_LT(large.peakKiB, 64 * 1024);
+
     const auto restarted = runTool({"-s", "-S", "--retry", "1", "--retry-delay", "0", server.url("/cut-then-full")});
     EXPECT_EQ(restarted.exitCode, 23);
     EXPECT_THAT(restarted.err, HasSubstr("bytes went to standard output; use -o with a regular FILE with --retry\n"));
@@ -79,6 +90,21 @@ TEST_F(HttpfetchOutput, StreamsStandardOutputAndRefusesToTakeBackWhatWentOut)
         runTool({"-s", "--retry", "1", "--retry-delay", "0", "-o", file.string(), server.url("/cut-then-full")});
     EXPECT_EQ(toFile.exitCode, 0) << toFile.err;
     EXPECT_EQ(fingerprint(contents()), fingerprint(LoopbackServer::payload()));
+}
+
+TEST_F(HttpfetchOutput, EndsTheProgressLinesOffATerminalWithTheFinalFiguresShownOnce)
+{
+    const auto run = runTool({"-o", "/dev/null", server.url("/payload")});
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    std::vector<std::string> lines;
+    std::istringstream err(run.err);
+    for (std::string line; std::getline(err, line);) {
+        EXPECT_THAT(line, StartsWith("httpfetch: ")) << line;
+        EXPECT_TRUE(lines.empty() || line != lines.back()) << line;
+        lines.push_back(line);
+    }
+    ASSERT_FALSE(lines.empty());
+    EXPECT_THAT(lines.back(), StartsWith("httpfetch: 64.0 KiB of 64.0 KiB (100%) at "));
 }
 
 TEST_F(HttpfetchOutput, ShowsTheHeadWithIOrAloneWithIAndFiguresWithW)

@@ -197,6 +197,14 @@ void LoopbackServer::start()
     route("/payload", [](const Request&, Response& response, std::size_t) {
         response.set_content(payload(), "application/octet-stream");
     });
+    route("/repeat", [](const Request& request, Response& response, std::size_t) {
+        const auto size = payload().size() * std::stoul(request.get_param_value("times"));
+        response.set_content_provider(size, "application/octet-stream",
+                                      [](std::size_t offset, std::size_t, httplib::DataSink& sink) {
+                                          const auto start = offset % payload().size();
+                                          return sink.write(payload().data() + start, payload().size() - start);
+                                      });
+    });
 
     // The cut routes: the first reply is cut, the later ones behave as named.
     const auto cutFirst = [this](const std::string& path, Handler later) {

@@ -13,6 +13,7 @@
 //   /status/<code>         replies that status, body "status <code>"
 //   /fail-once-then-ok     503 without a body first, then 200 "ok"
 //   /payload               200 with payload() as body
+//   /repeat?times=<n>      200 with payload() n times over, streamed
 //   /cut-midway            first reply cut after half of payload(); then honours "Range: bytes=N-" with a 206
 //   /cut-then-full         first reply cut; then ignores Range and sends all of payload() with a 200
 //   /cut-then-416          first reply cut; then 416 to a ranged request, 200 with payload() otherwise

@@ -118,15 +118,20 @@ private:
     DescriptorBuffer output;
 };
 
-// The permissions a newly created file gets: 0666 less the umask.
-mode_t newFileMode()
+// The permissions target has, or those a newly created file gets: 0666 less the umask.
+mode_t modeFor(const std::filesystem::path& target)
 {
+    struct stat existing {};
+    if (::stat(target.c_str(), &existing) == 0) {
+        return static_cast<mode_t>(existing.st_mode & 07777U);
+    }
     const mode_t mask = ::umask(0);
     ::umask(mask);
     return static_cast<mode_t>(0666U & ~static_cast<unsigned>(mask));
 }
 
-// An empty temporary file beside target, with the permissions of a new file.
+// An empty temporary file beside target, with the permissions that writing
+// target in place would leave it: its own, or those of a new file.
 std::filesystem::path temporaryBeside(const std::filesystem::path& target)
 {
     auto pattern = target.parent_path() / ("." + target.filename().string() + ".httpfetch-XXXXXX");
@@ -135,7 +140,7 @@ std::filesystem::path temporaryBeside(const std::filesystem::path& target)
     if (descriptor < 0) {
         throwCannotOpen(target, errno);
     }
-    ::fchmod(descriptor, newFileMode());
+    ::fchmod(descriptor, modeFor(target));
     ::close(descriptor);
     return name;
 }

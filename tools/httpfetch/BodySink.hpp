@@ -14,7 +14,8 @@
 //
 // A file named by -o that is a regular file (or a link to one) or does not
 // exist yet receives the body through a temporary file beside it, with the
-// permissions a new file gets, which replaces it only on success. With -C -
+// file's own permissions or those a new file gets, which replaces it only on
+// success. With -C -
 // the file is continued in place; anything else (a device, a FIFO) is
 // written in place and never replaced.
 #pragma once
