@@ -107,17 +107,27 @@ TEST_F(HttpfetchOutput, EndsTheProgressLinesOffATerminalWithTheFinalFiguresShown
     EXPECT_THAT(lines.back(), StartsWith("httpfetch: 64.0 KiB of 64.0 KiB (100%) at "));
 }
 
-TEST_F(HttpfetchOutput, ShowsTheHeadWithIOrAloneWithIAndFiguresWithW)
+TEST_F(HttpfetchOutput, ShowsEveryHeadWithITheTraceWithVHeadersAloneWithIAndFiguresWithW)
 {
-    const auto included = runTool({"-s", "-i", server.url("/echo")});
+    const auto included = runTool({"-s", "-i", server.url("/redirect/1")});
     ASSERT_EQ(included.exitCode, 0) << included.err;
-    EXPECT_THAT(included.out, StartsWith("200 OK\r\n"));
-    EXPECT_THAT(included.out, HasSubstr("\r\nContent-Length: 4\r\n"));
-    EXPECT_THAT(included.out, ::testing::EndsWith("\r\n\r\nGET "));
+    EXPECT_THAT(included.out, StartsWith("HTTP/1.1 302 Found\r\n"));
+    EXPECT_THAT(included.out, HasSubstr("\r\nLocation: /redirect/0\r\n"));
+    EXPECT_THAT(included.out, HasSubstr("\r\n\r\nHTTP/1.1 200 OK\r\n"));
+    EXPECT_THAT(included.out, ::testing::EndsWith("\r\n\r\nlanded"));
+
+    const auto verbose = runTool({"-s", "-v", "-H", "X-Mine: 1", server.url("/echo")});
+    ASSERT_EQ(verbose.exitCode, 0) << verbose.err;
+    EXPECT_EQ(verbose.out, "GET ");
+    EXPECT_THAT(verbose.err, HasSubstr("\n> GET /echo HTTP/1.1\n"));
+    EXPECT_THAT(verbose.err, HasSubstr("\n> X-Mine: 1\n"));
+    EXPECT_THAT(verbose.err, HasSubstr("\n< HTTP/1.1 200 OK\n"));
+    EXPECT_THAT(verbose.err, HasSubstr("\n< Content-Length: 4\n"));
+    EXPECT_THAT(verbose.err, StartsWith("* "));
 
     const auto head = runTool({"-s", "-I", server.url("/echo")});
     ASSERT_EQ(head.exitCode, 0) << head.err;
-    EXPECT_THAT(head.out, StartsWith("200 OK\r\n"));
+    EXPECT_THAT(head.out, StartsWith("HTTP/1.1 200 OK\r\n"));
     EXPECT_THAT(head.out, ::testing::EndsWith("\r\n\r\n"));
     EXPECT_EQ(server.seen("/echo").back().method, "HEAD");
 

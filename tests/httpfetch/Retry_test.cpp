@@ -64,7 +64,7 @@ TEST_F(HttpfetchRetry, IsQuietWithSAndFailsWhenTheLastAttemptIsCut)
     EXPECT_EQ(quiet.err, "");
 
     const auto cut = runTool({"-S", "-s", server.url("/cut-midway")});
-    EXPECT_EQ(cut.exitCode, 7);
+    EXPECT_EQ(cut.exitCode, 18);
     EXPECT_THAT(cut.err, HasSubstr("httpfetch: Request to " + server.url("/cut-midway") + " failed: "));
 }
 

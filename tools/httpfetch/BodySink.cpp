@@ -210,15 +210,6 @@ bool failing(HttpResponseCode code)
     return foundation::httpclient_core::isClientError(code) || foundation::httpclient_core::isServerError(code);
 }
 
-std::string head(HttpResponseCode code, const std::string& reason, const HttpHeaders& headers)
-{
-    std::string text = messages::statusLine(code, reason) + "\r\n";
-    for (const auto& [name, value] : headers) {
-        text += messages::headerLine(name, value) + "\r\n";
-    }
-    return text + "\r\n";
-}
-
 } // namespace
 
 std::unique_ptr<BodySink> BodySink::open(const OutputPlan& plan)
@@ -238,9 +229,8 @@ BodySink::~BodySink() = default;
 
 foundation::httpclient_core::ResponseStreamFactory BodySink::factory()
 {
-    return [this](HttpResponseCode code, const std::string& reason,
-                  const HttpHeaders& headers) -> std::unique_ptr<std::iostream> {
-        writeHeadOnce(code, reason, headers);
+    return [this](HttpResponseCode code, const std::string&, const HttpHeaders&) -> std::unique_ptr<std::iostream> {
+        bodyStart = static_cast<std::streamoff>(buffer().pubseekoff(0, std::ios::cur, std::ios::out));
         const bool failed = plan.fail && failing(code);
         ignoredRange = plan.resumeFrom && *plan.resumeFrom > 0 && code != HttpResponseCode::PartialContent &&
                        foundation::httpclient_core::isSuccess(code);
@@ -251,22 +241,20 @@ foundation::httpclient_core::ResponseStreamFactory BodySink::factory()
     };
 }
 
-void BodySink::writeHeadOnce(HttpResponseCode code, const std::string& reason, const HttpHeaders& headers)
+void BodySink::writeHeadLine(std::string_view line)
 {
-    if (headWritten) {
-        return;
-    }
-    if ((plan.include || plan.headersOnly) && !(plan.fail && failing(code))) {
-        const auto text = head(code, reason, headers);
+    if (plan.include || plan.headersOnly) {
+        const auto text = std::string(line) + "\r\n";
         buffer().sputn(text.data(), static_cast<std::streamsize>(text.size()));
     }
-    headWritten = true;
-    bodyStart = static_cast<std::streamoff>(buffer().pubseekoff(0, std::ios::cur, std::ios::out));
 }
 
 std::int64_t BodySink::bodySize()
 {
-    return static_cast<std::streamoff>(buffer().pubseekoff(0, std::ios::cur, std::ios::out)) - bodyStart;
+    if (!bodyStart) {
+        return 0;
+    }
+    return static_cast<std::streamoff>(buffer().pubseekoff(0, std::ios::cur, std::ios::out)) - *bodyStart;
 }
 
 } // namespace httpfetch

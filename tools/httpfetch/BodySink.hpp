@@ -26,8 +26,10 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <streambuf>
 #include <string>
+#include <string_view>
 
 namespace httpfetch {
 
@@ -40,13 +42,12 @@ public:
     BodySink& operator=(const BodySink&) = delete;
     virtual ~BodySink();
 
-    // Makes the stream of a response: it first writes the status line and
-    // headers when the plan includes them, and discards the body of a reply
-    // that -f fails or that ignored the range of -C -.
+    // Makes the stream of a response; it discards the body of a reply that
+    // -f fails or that ignored the range of -C -.
     foundation::httpclient_core::ResponseStreamFactory factory();
-    // Writes the head of a response that had no body, unless written already.
-    void writeHeadOnce(foundation::httpclient_core::HttpResponseCode code, const std::string& reason,
-                       const foundation::httpclient_core::HttpHeaders& headers);
+    // Writes one line of a response head, and CR LF, when the plan shows
+    // heads (-i, -I).
+    void writeHeadLine(std::string_view line);
     // Whether the server sent a whole body where the plan asked for a range.
     bool rangeIgnored() const noexcept { return ignoredRange; }
     // Whether a retry tried to take back bytes that went out already.
@@ -63,9 +64,8 @@ protected:
 
 private:
     const OutputPlan plan;
-    bool headWritten = false;
     bool ignoredRange = false;
-    std::int64_t bodyStart = 0;
+    std::optional<std::int64_t> bodyStart;
 };
 
 } // namespace httpfetch

@@ -32,7 +32,7 @@ int runDemo(bool silent, std::ostream& out)
     const auto start = std::chrono::steady_clock::now();
     HttpRequest request(HttpMethod::GET, URL{server.url()}, {});
     const auto response = fetch(std::move(request), ClientConfiguration().withResumeOnRetry(true),
-                                {demoRetries, demoBackoff, true}, reporter, log);
+                                {demoRetries, demoBackoff, true}, reporter, log, {});
     const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
     reporter.finish();
 

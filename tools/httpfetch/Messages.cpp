@@ -53,11 +53,13 @@ Output:
                              replaced only when the transfer succeeds
   -O, --remote-name          write to the file named by the URL's last segment
   -C, --continue-at -        continue the -o file from its size (also --resume)
-  -i, --include              the status line and headers before the body
+  -i, --include              every response's status line and headers before the body
   -I, --head                 send HEAD and show the headers only
   -f, --fail                 no body and exit 22 for a status of 400 or more
       --fail-with-body       the body, then exit 22 for a status of 400 or more
   -s, --silent               no progress and no error messages;  -S, --show-error the errors
+  -v, --verbose              the connection notes (*), the request head (>) and every
+                             response head (<) on standard error
   -w, --write-out FORMAT     after the transfer: %{http_code} %{size_download}
                              %{time_total} %{url_effective} %{num_redirects}, \n
   -q, --disable              accepted and ignored
@@ -65,10 +67,11 @@ Output:
   -h, --help;  -V, --version
 
 Exit status: 0 when a response arrived, whatever its status (22 with -f or
---fail-with-body for 400 and above), 2 for a usage error, 7 for a failed
-connection or other failed transfer, 23 when the body could not be written,
-28 for a time-out, 33 when the server ignored the range of -C -, 42 when the
-transfer was stopped.)";
+--fail-with-body for 400 and above), 2 for a usage error, and for a failed
+transfer curl's number for its cause: 6 host not resolved, 7 no connection,
+18 body cut short, 23 body not written, 28 time-out, 33 range ignored by -C -,
+35 TLS handshake, 47 too many redirects, 52 empty reply, 56 receive failure,
+60 certificate not trusted, 77 CA file unreadable, 1 any other failure.)";
 
 std::string oneDecimal(double value)
 {
@@ -282,6 +285,13 @@ std::string writeOut(const std::string& format, const WriteOutFigures& figures)
         }
     }
     return text;
+}
+
+std::string traceLine(foundation::httpclient_curl::TraceKind kind, std::string_view line)
+{
+    using foundation::httpclient_curl::TraceKind;
+    const char prefix = kind == TraceKind::Note ? '*' : kind == TraceKind::HeaderOut ? '>' : '<';
+    return line.empty() ? std::string(1, prefix) : std::string(1, prefix) + " " + std::string(line);
 }
 
 std::string byteCount(std::int64_t bytes)

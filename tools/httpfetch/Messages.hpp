@@ -9,11 +9,13 @@
 #include "ProgressReporter.hpp"
 
 #include <httpclient_core/HttpResponseCode.hpp>
+#include <httpclient_curl/CurlHttpClient.hpp>
 
 #include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace httpfetch::messages {
 
@@ -71,6 +73,10 @@ struct WriteOutFigures {
 // The -w format with its %{variables} replaced, and "\n", "\r", "\t" and
 // "%%" unescaped; an unknown variable is left as written.
 std::string writeOut(const std::string& format, const WriteOutFigures& figures);
+
+// A line of -v: "* " before a note, "> " before a line sent, "< " before a
+// line received; a blank line is the prefix alone (">").
+std::string traceLine(foundation::httpclient_curl::TraceKind kind, std::string_view line);
 
 // A count of bytes in B, KiB, MiB or GiB with one decimal: "512 B", "12.8 MiB".
 std::string byteCount(std::int64_t bytes);

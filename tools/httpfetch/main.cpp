@@ -2,9 +2,9 @@
 //
 // Exit status, as curl's: 0 when a response arrived, whatever its status
 // (unless -f or --fail-with-body: 22 for 400 and above); 2 for a usage error;
-// 23 when the body could not be written; 28 for a time-out; 33 when the
-// server ignored the range of -C -; 42 when the transfer was stopped; 7 for
-// any other failed transfer.
+// for a failed transfer curl's number of its cause (TransferFailure), 28 for
+// a time-out, 23 when the body could not be written, 33 when the server
+// ignored the range of -C -, and 1 for a failure of any other cause.
 #include "BodySink.hpp"
 #include "Demo.hpp"
 #include "Fetch.hpp"
@@ -15,6 +15,7 @@
 
 #include <httpclient_core/Exceptions.hpp>
 #include <httpclient_core/HttpResponse.hpp>
+#include <httpclient_curl/TransferFailedException.hpp>
 
 #include <unistd.h>
 
@@ -25,28 +26,30 @@
 #include <iostream>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace {
 
-using foundation::httpclient_core::HttpRequestCancelledException;
 using foundation::httpclient_core::HttpRequestTimeoutException;
 using foundation::httpclient_core::HttpResponse;
+using foundation::httpclient_curl::TraceCallback;
+using foundation::httpclient_curl::TraceKind;
+using foundation::httpclient_curl::TransferFailedException;
 using namespace httpfetch;
 
 enum ExitStatus : int {
     Success = 0,
+    OtherFailure = 1,
     UsageFailure = 2,
-    OtherFailure = 7,
     HttpFailure = 22,
     WriteFailure = 23,
     TimedOut = 28,
     RangeFailure = 33,
-    Stopped = 42,
 };
 
 // Prints a failure unless -s silenced it without -S.
-int failWith(const OutputPlan& plan, ExitStatus status, const std::string& message)
+int failWith(const OutputPlan& plan, int status, const std::string& message)
 {
     if (!plan.silent || plan.showError) {
         std::cerr << message << '\n';
@@ -63,8 +66,8 @@ int failedTransfer(const OutputPlan& plan, const BodySink& sink, std::int64_t wr
         throw;
     } catch (const HttpRequestTimeoutException& error) {
         return failWith(plan, TimedOut, messages::failure(error.what()));
-    } catch (const HttpRequestCancelledException& error) {
-        return failWith(plan, Stopped, messages::failure(error.what()));
+    } catch (const TransferFailedException& error) {
+        return failWith(plan, static_cast<int>(error.cause()), messages::failure(error.what()));
     } catch (const std::exception& error) {
         return failWith(plan, OtherFailure, messages::failure(error.what()));
     }
@@ -89,10 +92,26 @@ void saveCookies(OutputPlan& output, const HttpResponse* response)
     output.cookies.write(jar);
 }
 
+// -v shows the transport's trace on standard error; -i and -I write the
+// head of every response before the body.
+TraceCallback traceFor(const OutputPlan& output, BodySink& sink)
+{
+    if (!output.verbose && !output.include && !output.headersOnly) {
+        return {};
+    }
+    return [&output, &sink](TraceKind kind, std::string_view line) {
+        if (output.verbose) {
+            std::cerr << messages::traceLine(kind, line) << '\n';
+        }
+        if (kind == TraceKind::HeaderIn) {
+            sink.writeHeadLine(line);
+        }
+    };
+}
+
 // What becomes of a response that arrived: the body kept or not, -w, and the exit status.
 int deliver(const OutputPlan& output, BodySink& sink, const HttpResponse& response, double seconds)
 {
-    sink.writeHeadOnce(response.getResponseCode(), response.getResponseCodeReason(), response.getHeaders());
     if (sink.rangeIgnored()) {
         sink.finish(false);
         return failWith(output, RangeFailure, messages::rangeIgnored());
@@ -133,8 +152,8 @@ int runFetch(const Options& options)
                                 options.resume};
     const auto start = std::chrono::steady_clock::now();
     try {
-        const HttpResponse response =
-            fetch(std::move(plan.request), std::move(plan.configuration), retries, reporter, log);
+        const HttpResponse response = fetch(std::move(plan.request), std::move(plan.configuration), retries, reporter,
+                                            log, traceFor(output, *sink));
         reporter.finish();
         saveCookies(output, &response);
         const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
