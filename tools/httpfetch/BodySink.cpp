@@ -110,6 +110,7 @@ public:
 
     bool tookBack() const noexcept override { return output.tookBack; }
     void finish(bool) override {}
+    void restore() override {}
 
 private:
     std::streambuf& buffer() override { return output; }
@@ -189,6 +190,15 @@ public:
         }
     }
 
+    void restore() override
+    {
+        file.close();
+        if (temporary.empty() && plan.resumeFrom) {
+            std::filesystem::resize_file(target, static_cast<std::uintmax_t>(*plan.resumeFrom));
+        }
+        removeTemporary();
+    }
+
 private:
     std::streambuf& buffer() override { return file; }
 
@@ -231,10 +241,7 @@ foundation::httpclient_core::ResponseStreamFactory BodySink::factory()
 {
     return [this](HttpResponseCode code, const std::string&, const HttpHeaders&) -> std::unique_ptr<std::iostream> {
         bodyStart = static_cast<std::streamoff>(buffer().pubseekoff(0, std::ios::cur, std::ios::out));
-        const bool failed = plan.fail && failing(code);
-        ignoredRange = plan.resumeFrom && *plan.resumeFrom > 0 && code != HttpResponseCode::PartialContent &&
-                       foundation::httpclient_core::isSuccess(code);
-        if (failed || ignoredRange) {
+        if (plan.fail && failing(code)) {
             return std::make_unique<std::stringstream>();
         }
         return std::make_unique<std::iostream>(&buffer());

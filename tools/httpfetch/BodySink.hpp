@@ -43,13 +43,11 @@ public:
     virtual ~BodySink();
 
     // Makes the stream of a response; it discards the body of a reply that
-    // -f fails or that ignored the range of -C -.
+    // -f fails, when the status is known by then.
     foundation::httpclient_core::ResponseStreamFactory factory();
     // Writes one line of a response head, and CR LF, when the plan shows
     // heads (-i, -I).
     void writeHeadLine(std::string_view line);
-    // Whether the server sent a whole body where the plan asked for a range.
-    bool rangeIgnored() const noexcept { return ignoredRange; }
     // Whether a retry tried to take back bytes that went out already.
     virtual bool tookBack() const noexcept { return false; }
     // The body bytes kept: the write position less where the body started.
@@ -57,14 +55,17 @@ public:
     // Ends the output: a successful run keeps the body, a failed one leaves
     // an existing file as it was (a continued file keeps what arrived).
     virtual void finish(bool succeeded) = 0;
+    // Ends the output leaving the file as it was before the run: a temporary
+    // file is removed, a continued file cut back to its former size.
+    virtual void restore() = 0;
 
 protected:
     explicit BodySink(const OutputPlan& plan) : plan(plan) {}
     virtual std::streambuf& buffer() = 0;
 
-private:
     const OutputPlan plan;
-    bool ignoredRange = false;
+
+private:
     std::optional<std::int64_t> bodyStart;
 };
 

@@ -112,12 +112,14 @@ TraceCallback traceFor(const OutputPlan& output, BodySink& sink)
 // What becomes of a response that arrived: the body kept or not, -w, and the exit status.
 int deliver(const OutputPlan& output, BodySink& sink, const HttpResponse& response, double seconds)
 {
-    if (sink.rangeIgnored()) {
-        sink.finish(false);
+    const bool resumed = output.resumeFrom && *output.resumeFrom > 0;
+    if (resumed && isSuccess(response.getResponseCode()) &&
+        response.getResponseCode() != foundation::httpclient_core::HttpResponseCode::PartialContent) {
+        sink.restore();
         return failWith(output, RangeFailure, messages::rangeIgnored());
     }
     if (output.fail && isErrorStatus(response)) {
-        sink.finish(false);
+        sink.restore();
         return failWith(output, HttpFailure, messages::httpError(response.getResponseCode()));
     }
     const auto size = sink.bodySize();
