@@ -16,6 +16,7 @@
 #include <httpclient_core/HttpRequest.hpp>
 #include <httpclient_core/HttpResponse.hpp>
 #include <httpclient_core/HttpResponseCode.hpp>
+#include <httpclient_core/MultipartFormData.hpp>
 #include <httpclient_core/NameValueCollection.hpp>
 #include <httpclient_core/PercentEncoder.hpp>
 #include <httpclient_core/QueryParameters.hpp>

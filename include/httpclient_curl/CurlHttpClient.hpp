@@ -82,8 +82,9 @@
 //
 // Failures: HttpRequestTimeoutException when a time-out fires,
 // HttpRequestCancelledException when the progress callback aborts or the
-// request is cancelled, HttpRequestFailedException with libcurl's error text
-// and the URL for anything else. An HTTP error status is a normal response.
+// request is cancelled, TransferFailedException (with its cause) or
+// HttpRequestFailedException with libcurl's error text and the URL for
+// anything else. An HTTP error status is a normal response.
 #pragma once
 
 #include <httpclient_core/ClientConfiguration.hpp>
@@ -94,9 +95,22 @@
 #include <httpclient_curl/Export.hpp>
 
 #include <cstddef>
+#include <functional>
 #include <memory>
+#include <string_view>
 
 namespace foundation::httpclient_curl {
+
+// What a trace line is: a note of the transport ("Connected to 127.0.0.1
+// (127.0.0.1) port 8080"), a line of the request head sent (the request line,
+// a header, the blank line that ends them), or a line of a response head
+// received (the status line as received, "HTTP/1.1 200 OK" or "HTTP/2 200",
+// a header, the blank line), for every response, redirects and informational
+// replies included.
+enum class TraceKind { Note, HeaderOut, HeaderIn };
+// Receives each trace line without its line end, on the thread that runs the
+// transfer; an exception it throws fails the attempt.
+using TraceCallback = std::function<void(TraceKind kind, std::string_view line)>;
 
 // Final: the destructor waits for the threads that call the virtual
 // functions, which in a derived class would already be destroyed by then.
@@ -105,6 +119,8 @@ public:
     // A client with the default ClientConfiguration.
     CurlHttpClient();
     explicit CurlHttpClient(httpclient_core::ClientConfiguration configuration);
+    // A client that hands the trace of every transfer to trace (none when empty).
+    CurlHttpClient(httpclient_core::ClientConfiguration configuration, TraceCallback trace);
     // Cancels every asynchronous request, waits until each has run its
     // completion handler (a retry pause under way is waited out), and joins
     // every thread of the client. Must not run inside one of the client's own

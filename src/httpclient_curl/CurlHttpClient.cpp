@@ -38,7 +38,7 @@ detail::HandlePool& initialised(detail::HandlePool& pool)
 // The pool of easy handles shared by every attempt, and the asynchronous machinery.
 class CurlHttpClient::Impl {
 public:
-    Impl() : engine(initialised(pool)) {}
+    explicit Impl(TraceCallback trace) : pool(std::move(trace)), engine(initialised(pool)) {}
 
     detail::HandlePool pool;
     detail::AsyncEngine engine;
@@ -48,7 +48,13 @@ CurlHttpClient::CurlHttpClient() : CurlHttpClient(ClientConfiguration())
 {
 }
 
-CurlHttpClient::CurlHttpClient(ClientConfiguration configuration) : impl(std::make_unique<Impl>())
+CurlHttpClient::CurlHttpClient(ClientConfiguration configuration)
+    : CurlHttpClient(std::move(configuration), TraceCallback())
+{
+}
+
+CurlHttpClient::CurlHttpClient(ClientConfiguration configuration, TraceCallback trace)
+    : impl(std::make_unique<Impl>(std::move(trace)))
 {
     setClientConfiguration(std::move(configuration));
 }

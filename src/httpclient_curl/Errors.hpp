@@ -35,7 +35,10 @@ httpclient_core::HttpRequestFailedException requestFailure(const std::string& ur
 [[noreturn]] void throwBodyNotRewindable(const std::string& url);
 
 // Null for success, else a time-out, a cancellation, or a failure that
-// carries libcurl's own error text (errorText when it holds one) and the URL.
+// carries libcurl's own error text (errorText when it holds one) and the URL:
+// a TransferFailedException when the code has a known cause. Malformed
+// replies, range mismatches and body stream failures are
+// TransferFailedExceptions too.
 std::exception_ptr transferError(CURLcode code, const char* errorText, const std::string& url);
 
 std::exception_ptr cancellation();

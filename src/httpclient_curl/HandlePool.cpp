@@ -7,7 +7,7 @@
 
 namespace foundation::httpclient_curl::detail {
 
-HandlePool::HandlePool() : share(curl_share_init())
+HandlePool::HandlePool(TraceCallback trace) : share(curl_share_init()), traceCallback(std::move(trace))
 {
     if (!share) {
         throwOutOfHandles();

@@ -13,21 +13,27 @@
 
 #include "ConnectionSetup.hpp"
 
+#include <httpclient_curl/CurlHttpClient.hpp>
+
 #include <mutex>
+#include <utility>
 #include <vector>
 
 namespace foundation::httpclient_curl::detail {
 
 class HandlePool {
 public:
-    // Throws HttpRequestFailedException "libcurl could not make a transfer
-    // handle" when libcurl cannot make the share handle.
-    HandlePool();
+    // trace is what every transfer on this pool's handles reports to. Throws
+    // HttpRequestFailedException "libcurl could not make a transfer handle"
+    // when libcurl cannot make the share handle.
+    explicit HandlePool(TraceCallback trace = {});
     HandlePool(const HandlePool&) = delete;
     HandlePool& operator=(const HandlePool&) = delete;
 
     // For CURLOPT_SHARE; outlives every handle of the pool.
     CURLSH* caches() const { return share.get(); }
+
+    const TraceCallback& trace() const { return traceCallback; }
 
     // Throws HttpRequestFailedException "libcurl could not make a transfer
     // handle" when there is no idle one and libcurl cannot make one.
@@ -43,6 +49,7 @@ private:
     // One lock for each kind of shared data, as libcurl asks for them.
     std::mutex locks[CURL_LOCK_DATA_LAST];
     ShareHandle share;
+    const TraceCallback traceCallback;
     std::mutex mutex;
     std::vector<EasyHandle> idle;
 };

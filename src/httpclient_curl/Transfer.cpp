@@ -132,6 +132,7 @@ Transfer::Transfer(HandlePool& pool, HttpRequest& request, HttpResponse& respons
       headers(headerList(request, url, rangeStart && !resuming, HeaderSet::WithBody)),
       redirectHeaders(redirectHeaderList(request, url, rangeStart && !resuming)),
       progress(request.hasProgressCallback() ? request.getProgressCallback() : ProgressCallback()),
+      trace(pool.trace()),
       receiver(response, url, resuming ? rangeStart : std::nullopt),
       idle(idleCheck(request.getClientConfiguration()))
 {
@@ -155,6 +156,11 @@ Transfer::Transfer(HandlePool& pool, HttpRequest& request, HttpResponse& respons
     set(CURLOPT_TIMEOUT_MS, configuration.requestTimeout());
     // libcurl takes whole seconds here.
     set(CURLOPT_MAXAGE_CONN, secondsRoundedUp(configuration.connectionMaxIdle()));
+    if (trace) {
+        set(CURLOPT_DEBUGFUNCTION, &Transfer::onTrace);
+        set(CURLOPT_DEBUGDATA, this);
+        set(CURLOPT_VERBOSE, 1L);
+    }
     set(CURLOPT_HEADERFUNCTION, &Transfer::onHeader);
     set(CURLOPT_HEADERDATA, this);
     set(CURLOPT_WRITEFUNCTION, &Transfer::onBody);
@@ -284,6 +290,39 @@ ProgressResult Transfer::report(curl_off_t downloadTotal, curl_off_t downloadNow
     return progress(Progress{static_cast<std::int64_t>(downloadTotal) - discarded,
                              static_cast<std::int64_t>(downloadNow) - discarded, static_cast<std::int64_t>(uploadTotal),
                              static_cast<std::int64_t>(uploadNow)});
+}
+
+// libcurl hands over a whole request head at once and notes and response
+// header lines one by one; each goes on as lines without their ends.
+int Transfer::onTrace(CURL*, curl_infotype type, char* data, std::size_t size, void* self)
+{
+    TraceKind kind = TraceKind::Note;
+    switch (type) {
+    case CURLINFO_TEXT:
+        break;
+    case CURLINFO_HEADER_OUT:
+        kind = TraceKind::HeaderOut;
+        break;
+    case CURLINFO_HEADER_IN:
+        kind = TraceKind::HeaderIn;
+        break;
+    default:
+        return 0;
+    }
+    auto& transfer = *static_cast<Transfer*>(self);
+    transfer.guarded([&] {
+        std::string_view text(data, size);
+        while (!text.empty()) {
+            const auto end = text.find('\n');
+            auto line = text.substr(0, end);
+            if (!line.empty() && line.back() == '\r') {
+                line.remove_suffix(1);
+            }
+            transfer.trace(kind, line);
+            text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+        }
+    });
+    return 0;
 }
 
 // An abort is final: the request keeps a callback that aborts every later attempt.

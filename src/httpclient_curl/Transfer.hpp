@@ -99,6 +99,7 @@ private:
     static std::size_t onBody(char* data, std::size_t size, std::size_t count, void* self);
     static std::size_t onRead(char* buffer, std::size_t size, std::size_t count, void* self);
     static int onSeek(void* self, curl_off_t offset, int origin);
+    static int onTrace(CURL* easy, curl_infotype type, char* data, std::size_t size, void* self);
     static int onProgress(void* self, curl_off_t downloadTotal, curl_off_t downloadNow, curl_off_t uploadTotal,
                           curl_off_t uploadNow);
 
@@ -112,6 +113,7 @@ private:
     const HeaderList headers;
     const HeaderList redirectHeaders;
     const httpclient_core::ProgressCallback progress;
+    const TraceCallback& trace;
     ResponseReceiver receiver;
     IdleCheck idle;
     char errorText[CURL_ERROR_SIZE] = {};

@@ -7,6 +7,7 @@
 #include <httpclient_core/httpclient_core.hpp>
 #ifdef CONSUMER_WITH_CURL
 #include <httpclient_curl/CurlHttpClient.hpp>
+#include <httpclient_curl/TransferFailedException.hpp>
 #endif
 #ifdef CONSUMER_WITH_WEBSOCKET
 #include <httpclient_websocket/WebSocketClient.hpp>
@@ -84,7 +85,8 @@ void checkRetryAcrossTheBoundary()
 }
 
 #ifdef CONSUMER_WITH_CURL
-// The curl client's failure is caught by its exact type from the core library.
+// The curl client's failure is caught through the core library's class and
+// recognised by its exact type, with its cause.
 // It refuses the scheme without opening any connection.
 void checkCurlClient()
 {
@@ -95,7 +97,10 @@ void checkCurlClient()
         client.makeRequest(HttpRequest(HttpMethod::GET, URL{url}, {}));
         check(false, "a request with a refused scheme throws");
     } catch (const HttpRequestFailedException& error) {
-        check(typeid(error) == typeid(HttpRequestFailedException), "curl failure type");
+        check(typeid(error) == typeid(foundation::httpclient_curl::TransferFailedException), "curl failure type");
+        check(dynamic_cast<const foundation::httpclient_curl::TransferFailedException&>(error).cause() ==
+                  foundation::httpclient_curl::TransferFailure::UnsupportedProtocol,
+              "curl failure cause");
         check(std::string(error.what()).rfind("Request to " + url + " failed: ", 0) == 0, "curl failure message");
     }
 }

@@ -1,4 +1,5 @@
 #include <httpclient_curl/CurlHttpClient.hpp>
+#include <httpclient_curl/TransferFailedException.hpp>
 
 #include <httpclient_core/Exceptions.hpp>
 #include <support/ExpectThrowMessage.hpp>
@@ -57,9 +58,9 @@ TEST_F(CurlHttpClientSecurity, RefusesAServerItCannotVerifyAndTrustsItThroughThe
     const std::string url = server.url("/echo");
     try {
         CurlHttpClient().makeRequest(support::get(url));
-        FAIL() << "expected HttpRequestFailedException";
-    } catch (const HttpRequestFailedException& error) {
-        EXPECT_EQ(typeid(error), typeid(HttpRequestFailedException));
+        FAIL() << "expected TransferFailedException";
+    } catch (const foundation::httpclient_curl::TransferFailedException& error) {
+        EXPECT_EQ(error.cause(), foundation::httpclient_curl::TransferFailure::Certificate);
         EXPECT_THAT(error.what(), ::testing::StartsWith("Request to " + url + " failed: SSL certificate problem"));
     }
     EXPECT_TRUE(server.seen("/echo").empty());

@@ -1,5 +1,7 @@
 #include <httpclient_curl/CurlHttpClient.hpp>
 
+#include <httpclient_curl/TransferFailedException.hpp>
+
 #include <httpclient_core/Exceptions.hpp>
 #include <httpclient_core/FormUrlEncoded.hpp>
 #include <support/ExpectThrowMessage.hpp>
@@ -12,16 +14,22 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <optional>
 #include <sstream>
+#include <string_view>
 #include <thread>
 #include <type_traits>
+#include <utility>
+#include <vector>
 
 using namespace foundation::httpclient_core;
 using foundation::httpclient_curl::CurlHttpClient;
+using foundation::httpclient_curl::TransferFailedException;
+using foundation::httpclient_curl::TransferFailure;
 using support::fingerprint;
 using support::get;
 using support::LoopbackServer;
@@ -172,8 +180,14 @@ TEST_F(CurlHttpClientSync, FollowsRedirectsKeepingOnlyTheFinalHopsHeadersUnlessT
 TEST_F(CurlHttpClientSync, FailsAfterTooManyRedirectsNamingTheLimitAndTheURL)
 {
     client.setClientConfiguration(ClientConfiguration().withMaxRedirects(2).withRetryStrategy(noRetriesStrategy()));
-    EXPECT_THROW_MSG(client.makeRequest(request(HttpMethod::GET, "/redirect-loop")), HttpRequestFailedException,
-                     "Request to " + server.url("/redirect-loop") + " failed: Maximum (2) redirects followed");
+    try {
+        client.makeRequest(request(HttpMethod::GET, "/redirect-loop"));
+        FAIL() << "expected TransferFailedException";
+    } catch (const TransferFailedException& error) {
+        EXPECT_EQ(error.cause(), TransferFailure::TooManyRedirects);
+        EXPECT_EQ(std::string(error.what()),
+                  "Request to " + server.url("/redirect-loop") + " failed: Maximum (2) redirects followed");
+    }
     EXPECT_EQ(server.seen("/redirect-loop").size(), 3U);
 }
 
@@ -182,11 +196,31 @@ TEST_F(CurlHttpClientSync, FailsWithTheURLAndLibcurlsOwnTextWhenNothingListens)
     const std::string url = "http://127.0.0.1:" + std::to_string(support::closedPort()) + "/";
     try {
         client.makeRequest(get(url));
-        FAIL() << "expected HttpRequestFailedException";
-    } catch (const HttpRequestFailedException& error) {
-        EXPECT_EQ(typeid(error), typeid(HttpRequestFailedException));
+        FAIL() << "expected TransferFailedException";
+    } catch (const TransferFailedException& error) {
+        EXPECT_EQ(error.cause(), TransferFailure::Connect);
         EXPECT_THAT(error.what(), ::testing::StartsWith("Request to " + url + " failed: Failed to connect"));
     }
+}
+
+TEST_F(CurlHttpClientSync, TracesNotesAndEveryHeadSentAndReceivedAcrossRedirects)
+{
+    using foundation::httpclient_curl::TraceKind;
+    std::vector<std::pair<TraceKind, std::string>> lines;
+    const CurlHttpClient traced(ClientConfiguration(),
+                                [&lines](TraceKind kind, std::string_view line) { lines.emplace_back(kind, line); });
+    ASSERT_EQ(traced.makeRequest(request(HttpMethod::GET, "/redirect/1")).getResponseBodyString(), "landed");
+    const auto has = [&lines](TraceKind kind, const std::string& line) {
+        return std::count(lines.begin(), lines.end(), std::make_pair(kind, line));
+    };
+    EXPECT_EQ(has(TraceKind::HeaderOut, "GET /redirect/1 HTTP/1.1"), 1);
+    EXPECT_EQ(has(TraceKind::HeaderOut, "GET /redirect/0 HTTP/1.1"), 1);
+    EXPECT_EQ(has(TraceKind::HeaderIn, "HTTP/1.1 302 Found"), 1);
+    EXPECT_EQ(has(TraceKind::HeaderIn, "Location: /redirect/0"), 1);
+    EXPECT_EQ(has(TraceKind::HeaderIn, "HTTP/1.1 200 OK"), 1);
+    EXPECT_EQ(has(TraceKind::HeaderIn, ""), 2);
+    ASSERT_FALSE(lines.empty());
+    EXPECT_EQ(lines.front().first, TraceKind::Note);
 }
 
 TEST_F(CurlHttpClientSync, CancelsWhenTheProgressCallbackAborts)
@@ -309,7 +343,7 @@ TEST_F(CurlHttpClientSync, FailsWhenTheResponseBodyStreamRefusesTheBytesSayingWh
                                        : std::make_unique<std::fstream>();
         });
         sent.setClientConfiguration(ClientConfiguration().withRetryStrategy(noRetriesStrategy()));
-        EXPECT_THROW_MSG(client.makeRequest(std::move(sent)), HttpRequestFailedException,
+        EXPECT_THROW_MSG(client.makeRequest(std::move(sent)), TransferFailedException,
                          "Request to " + server.url("/payload") +
                              " failed: the response body stream refused the received bytes" + row.reason);
     }

@@ -1,6 +1,6 @@
-// httpfetch's exit statuses: 0 for a 2xx or 3xx reply, 1 for an HTTP error
-// status, 2 for a usage error, 3 for a failed transfer; and what it prints
-// with each.
+// httpfetch's exit statuses, which follow curl's: 0 whenever a response
+// arrived, 22 for an error status with -f or --fail-with-body, 2 for a usage
+// error, and curl's number for the cause of a failed transfer.
 #include "support/HttpfetchTest.hpp"
 
 namespace {
@@ -9,69 +9,69 @@ using HttpfetchExitStatus = support::HttpfetchTest;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
-TEST_F(HttpfetchExitStatus, IsZeroForA200OrAnUnfollowedRedirectAndOneForA404WhoseBodyIsStillDelivered)
+TEST_F(HttpfetchExitStatus, IsZeroForAnyResponseUnlessFOrFailWithBodyMakeAnErrorStatusTwentyTwo)
 {
-    const auto ok = runTool({server.url("/echo")});
-    EXPECT_EQ(ok.exitCode, 0) << ok.err;
-    EXPECT_EQ(ok.out, "GET ");
-
-    const auto missing = runTool({"-s", server.url("/status/404")});
-    EXPECT_EQ(missing.exitCode, 1);
-    EXPECT_EQ(missing.err, "httpfetch: 404 Not Found\n");
-    EXPECT_EQ(missing.out, "status 404");
-
-    const auto redirect = runTool({"-s", "-i", "--no-redirects", server.url("/redirect/1")});
-    EXPECT_EQ(redirect.exitCode, 0) << redirect.err;
-    EXPECT_THAT(redirect.out, StartsWith("302 Found\n"));
-    EXPECT_THAT(redirect.out, HasSubstr("\nLocation: /redirect/0\n"));
-    EXPECT_TRUE(server.seen("/redirect/0").empty());
-}
-
-TEST_F(HttpfetchExitStatus, IsThreeWithTheTransportsMessageWhenNothingListens)
-{
-    const std::string url = "http://127.0.0.1:" + std::to_string(support::closedPort()) + "/";
-    const auto run = runTool({"-s", url});
-    EXPECT_EQ(run.exitCode, 3);
-    EXPECT_THAT(run.err, StartsWith("httpfetch: Request to " + url + " failed: "));
-    EXPECT_EQ(run.out, "");
-}
-
-TEST_F(HttpfetchExitStatus, IsTwoWithTheReasonAndTheUsageForEveryMalformedCommandLine)
-{
-    const std::string url = "http://127.0.0.1:1/";
+    const std::string missing = server.url("/status/404");
     const struct {
         std::vector<std::string> arguments;
-        std::string message;
+        int exitCode;
+        std::string out;
+        std::string err;
     } rows[] = {
-        {{}, "no URL given"},
-        {{url + "a", url + "b"}, "one URL only; unexpected '" + url + "b'"},
-        {{"--bogus", url}, "unknown option --bogus"},
-        {{"-z", url}, "unknown option -z"},
-        {{url, "--retries"}, "option --retries needs an argument"},
-        {{"--retries", "-1", url}, "--retries takes a whole number of 0 or more, not '-1'"},
-        {{"--backoff", "5s", url}, "--backoff takes a whole number of 0 or more, not '5s'"},
-        {{"-H", "NoColon", url}, "-H takes 'Name: value', not 'NoColon'"},
-        {{"-F", "=v", url}, "-F takes NAME=VALUE with a name, not '=v'"},
-        {{"-X", "FETCH", url}, "unknown method 'FETCH' (GET, POST, PUT, DELETE, PATCH or HEAD)"},
-        {{"-d", "x", "-F", "a=b", url}, "-d and -F cannot be used together"},
-        {{"--demo", url}, "--demo takes no URL"},
+        {{"-s", missing}, 0, "status 404", ""},
+        {{"-s", "-f", missing}, 22, "", ""},
+        {{"-sS", "-f", missing}, 22, "", "httpfetch: (22) The requested URL returned error: 404\n"},
+        {{"-sS", "--fail-with-body", missing},
+         22,
+         "status 404",
+         "httpfetch: (22) The requested URL returned error: 404\n"},
+        {{"-s", "-f", "--no-redirects", server.url("/redirect/1")}, 0, "", ""},
     };
     for (const auto& row : rows) {
-        SCOPED_TRACE(row.message);
+        SCOPED_TRACE(::testing::PrintToString(row.arguments));
         const auto run = runTool(row.arguments);
-        EXPECT_EQ(run.exitCode, 2);
-        EXPECT_THAT(run.err, StartsWith("httpfetch: " + row.message + "\n\nUsage: httpfetch [options] URL\n"));
-        EXPECT_EQ(run.out, "");
+        EXPECT_EQ(run.exitCode, row.exitCode);
+        EXPECT_EQ(run.out, row.out);
+        EXPECT_EQ(run.err, row.err);
     }
 }
 
-TEST_F(HttpfetchExitStatus, IsZeroForHelpAndVersionWhichGoToStandardOutput)
+TEST_F(HttpfetchExitStatus, IsCurlsNumberForTheCauseOfAFailedTransfer)
 {
+    const support::UnansweredListener unanswered;
+    const struct {
+        std::vector<std::string> arguments;
+        int exitCode;
+    } rows[] = {
+        {{"http://127.0.0.1:" + std::to_string(support::closedPort()) + "/"}, 7},
+        {{"--connect-timeout", "0.2", "http://127.0.0.1:" + std::to_string(unanswered.port) + "/"}, 28},
+        {{server.url("/redirect-loop")}, 47},
+        {{server.url("/cut-midway")}, 18},
+        {{"https://127.0.0.1:" + server.url("/").substr(17)}, 35},
+        {{"--cacert", "/nonexistent/ca.pem", "https://127.0.0.1:" + server.url("/").substr(17)}, 77},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(::testing::PrintToString(row.arguments));
+        auto arguments = row.arguments;
+        arguments.insert(arguments.begin(), {"-o", "/dev/null"});
+        const auto run = runTool(arguments);
+        EXPECT_EQ(run.exitCode, row.exitCode);
+        EXPECT_THAT(run.err, StartsWith("httpfetch: "));
+    }
+}
+
+TEST_F(HttpfetchExitStatus, IsTwoWithTheReasonForAMalformedCommandLineAndZeroForHelpAndVersion)
+{
+    const auto bad = runTool({"--bogus", server.url("/echo")});
+    EXPECT_EQ(bad.exitCode, 2);
+    EXPECT_EQ(bad.err, "httpfetch: unknown option --bogus\nhttpfetch: try 'httpfetch --help' for more information\n");
+    EXPECT_TRUE(server.seen("/echo").empty());
+
     const auto help = runTool({"--help"});
     EXPECT_EQ(help.exitCode, 0);
     EXPECT_THAT(help.out, StartsWith("Usage: httpfetch [options] URL\n"));
-    EXPECT_THAT(help.out, HasSubstr("--resume"));
-    const auto version = runTool({"--version"});
+    EXPECT_THAT(help.out, HasSubstr("\nExit status"));
+    const auto version = runTool({"-V"});
     EXPECT_EQ(version.exitCode, 0);
     EXPECT_THAT(version.out, StartsWith("httpfetch "));
 }

@@ -156,9 +156,12 @@ void LoopbackServer::route(const std::string& pattern, Handler handler)
             const std::lock_guard<std::mutex> lock(mutex);
             auto& list = requests[request.path];
             earlier = list.size();
-            SeenRequest seen{request.method, request.target, {}, request.body, request.remote_port};
+            SeenRequest seen{request.method, request.target, {}, request.body, request.remote_port, {}};
             for (const auto& [name, value] : request.headers) {
                 seen.headers.addHeaderValue(name, value);
+            }
+            for (const auto& [name, part] : request.files) {
+                seen.parts.push_back({part.name, part.filename, part.content_type, part.content});
             }
             list.push_back(std::move(seen));
         }
@@ -193,6 +196,14 @@ void LoopbackServer::start()
     });
     route("/payload", [](const Request&, Response& response, std::size_t) {
         response.set_content(payload(), "application/octet-stream");
+    });
+    route("/repeat", [](const Request& request, Response& response, std::size_t) {
+        const auto size = payload().size() * std::stoul(request.get_param_value("times"));
+        response.set_content_provider(size, "application/octet-stream",
+                                      [](std::size_t offset, std::size_t, httplib::DataSink& sink) {
+                                          const auto start = offset % payload().size();
+                                          return sink.write(payload().data() + start, payload().size() - start);
+                                      });
     });
 
     // The cut routes: the first reply is cut, the later ones behave as named.
@@ -237,6 +248,12 @@ void LoopbackServer::start()
           [](const Request&, Response& response, std::size_t) { response.set_redirect("/redirect-loop"); });
     route("/redirect-to", [](const Request& request, Response& response, std::size_t) {
         response.set_redirect(request.get_param_value("url"));
+    });
+    route("/set-cookie", [](const Request& request, Response& response, std::size_t) {
+        for (std::size_t i = 0; i < request.get_param_value_count("c"); ++i) {
+            response.set_header("Set-Cookie", request.get_param_value("c", i));
+        }
+        response.set_content("cookies set", "text/plain");
     });
     route("/stall", [this](const Request&, Response& response, std::size_t) {
         response.set_chunked_content_provider("text/plain", [this](std::size_t, httplib::DataSink& sink) {

@@ -13,6 +13,7 @@
 //   /status/<code>         replies that status, body "status <code>"
 //   /fail-once-then-ok     503 without a body first, then 200 "ok"
 //   /payload               200 with payload() as body
+//   /repeat?times=<n>      200 with payload() n times over, streamed
 //   /cut-midway            first reply cut after half of payload(); then honours "Range: bytes=N-" with a 206
 //   /cut-then-full         first reply cut; then ignores Range and sends all of payload() with a 200
 //   /cut-then-416          first reply cut; then 416 to a ranged request, 200 with payload() otherwise
@@ -20,6 +21,7 @@
 //   /redirect/<n>          302 to /redirect/<n-1>; /redirect/0 replies 200 "landed"
 //   /redirect-loop         302 to itself
 //   /redirect-to?url=<u>   302 to u
+//   /set-cookie?c=<c>...   200 with one "Set-Cookie: <c>" per c
 //   /stall                 200 headers and one byte, then nothing until the server stops
 //   /burst-then-stall      200 and 2 MiB at once, then nothing until the server stops
 //   /trickle               200 and a byte every 100 ms until the server stops
@@ -49,6 +51,14 @@ class Server;
 
 namespace support {
 
+// One part of a multipart/form-data body, as the server parsed it.
+struct FormPart {
+    std::string name;
+    std::string fileName;
+    std::string type;
+    std::string content;
+};
+
 // What the server saw of one request.
 struct SeenRequest {
     std::string method;
@@ -58,6 +68,9 @@ struct SeenRequest {
     std::string body;
     // The client's port: equal ports mean one kept-alive connection.
     int remotePort;
+    // A multipart/form-data body parsed into its parts by name (body is then
+    // empty).
+    std::vector<FormPart> parts;
 
     // The first header of that name; "" when absent.
     std::string header(const std::string& name) const;

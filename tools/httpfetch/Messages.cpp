@@ -1,8 +1,10 @@
 #include "Messages.hpp"
 
 #include <array>
+#include <cstring>
 #include <iomanip>
 #include <sstream>
+#include <utility>
 
 namespace httpfetch::messages {
 
@@ -14,33 +16,62 @@ const char* const usageText =
     R"(Usage: httpfetch [options] URL
        httpfetch --demo [-s]
 
-Options:
-  -X, --request METHOD      GET, POST, PUT, DELETE, PATCH or HEAD
-                            (default GET, or POST with -d or -F)
-  -H, --header 'Name: value'
-                            add a request header (repeatable)
-  -d, --data DATA           send DATA as the body (text/plain unless -H sets a Content-Type)
-  -F, --form NAME=VALUE     add a field to a form-encoded body (repeatable)
-  -q, --query NAME=VALUE    add a query parameter to the URL (repeatable)
-  -o, --output FILE         write the body to FILE instead of standard output
-  -i, --include             print the status line and response headers before the body
-      --retries N           retry a GET up to N more times after a time-out, a failed
-                            or cut connection, or a 408, 416, 429 or 5xx reply (default 0)
-      --backoff MS          base of the exponential pause between retries (default 500)
-      --resume              let a retry continue a partial body with a Range request
-      --max-redirects N     follow at most N redirects (default 5)
-      --no-redirects        do not follow redirects
-      --connect-timeout MS  time allowed to connect (default 5000)
-      --cacert FILE         trust the CA certificates in FILE
-      --proxy URL           connect through the proxy at URL
-  -s, --silent              print no progress or retry lines
-      --demo                download a generated file from a misbehaving loopback server,
-                            with retries and resume, and verify its checksum
-      --help                print this help
-      --version             print the version
+Options mean what curl's options of the same name mean.
 
-Exit status: 0 for a 2xx or 3xx reply, 1 for an HTTP error status, 2 for a
-usage error, 3 for a failed transfer.)";
+Request:
+  -X, --request METHOD       GET, POST, PUT, DELETE, PATCH or HEAD
+  -H, --header 'Name: value' add a header; 'Name:' removes it, 'Name;' sends it empty
+  -d, --data DATA            form data (POST, application/x-www-form-urlencoded unless -H
+                             sets a Content-Type); @FILE or @- reads it without CR and LF;
+                             repeated -d are joined with &
+      --data-raw DATA        as -d, but @ is not special
+      --data-binary DATA     as -d; @FILE is sent byte for byte
+      --data-urlencode DATA  TEXT, =TEXT, NAME=TEXT, @FILE or NAME@FILE, percent-encoded
+  -G, --get                  put the data into the query of a GET instead
+  -F, --form NAME=VALUE      multipart/form-data field; NAME=@FILE[;type=T][;filename=N]
+                             uploads a file as it is read, NAME=<FILE sends its content
+      --query-param NAME=VALUE  add a query parameter, percent-encoded
+  -u, --user USER:PASSWORD   basic authentication
+  -A, --user-agent TEXT      the User-Agent header
+  -e, --referer URL          the Referer header
+  -b, --cookie DATA|FILE     send 'NAME=VALUE; ...', or the matching cookies of a cookie file
+  -c, --cookie-jar FILE      write the cookies, with those received, to FILE at the end
+
+Connection:
+  -L, --location             follow redirects (the default; --no-redirects turns it off)
+      --max-redirs N         follow at most N redirects (default 5)
+      --connect-timeout S    seconds allowed to connect, fractions allowed (default 5)
+  -x, --proxy URL            use this proxy;  -U, --proxy-user USER:PASSWORD its credentials
+      --cacert FILE          trust the CA certificates in FILE (-k is refused:
+                             certificates are always verified)
+      --retry N              retry a GET up to N times after a time-out, a failed or cut
+                             connection, or a 408, 416, 429 or 5xx reply (also --retries)
+      --retry-delay S        base of the pause between retries, in seconds (default 0.5)
+
+Output:
+  -o, --output FILE          write the body to FILE ('-': standard output); FILE is
+                             replaced only when the transfer succeeds
+  -O, --remote-name          write to the file named by the URL's last segment
+  -C, --continue-at -        continue the -o file from its size (also --resume)
+  -i, --include              every response's status line and headers before the body
+  -I, --head                 send HEAD and show the headers only
+  -f, --fail                 no body and exit 22 for a status of 400 or more
+      --fail-with-body       the body, then exit 22 for a status of 400 or more
+  -s, --silent               no progress and no error messages;  -S, --show-error the errors
+  -v, --verbose              the connection notes (*), the request head (>) and every
+                             response head (<) on standard error
+  -w, --write-out FORMAT     after the transfer: %{http_code} %{size_download}
+                             %{time_total} %{url_effective} %{num_redirects}, \n
+  -q, --disable              accepted and ignored
+      --demo                 download a generated file from a misbehaving loopback server
+  -h, --help;  -V, --version
+
+Exit status: 0 when a response arrived, whatever its status (22 with -f or
+--fail-with-body for 400 and above), 2 for a usage error, and for a failed
+transfer curl's number for its cause: 6 host not resolved, 7 no connection,
+18 body cut short, 23 body not written, 28 time-out, 33 range ignored by -C -,
+35 TLS handshake, 47 too many redirects, 52 empty reply, 56 receive failure,
+60 certificate not trusted, 77 CA file unreadable, 1 any other failure.)";
 
 std::string oneDecimal(double value)
 {
@@ -97,9 +128,19 @@ std::string badNumber(const std::string& option, const std::string& text)
     return prefix + option + " takes a whole number of 0 or more, not '" + text + "'";
 }
 
+std::string badSeconds(const std::string& option, const std::string& text)
+{
+    return prefix + option + " takes a number of seconds such as 2 or 0.5, not '" + text + "'";
+}
+
 std::string badHeader(const std::string& header)
 {
-    return prefix + "-H takes 'Name: value', not '" + header + "'";
+    return prefix + "-H takes 'Name: value', 'Name:' or 'Name;', not '" + header + "'";
+}
+
+std::string badFormPart(const std::string& part)
+{
+    return prefix + "-F takes NAME=VALUE, NAME=<FILE or NAME=@FILE[;type=TYPE][;filename=NAME], not '" + part + "'";
 }
 
 std::string emptyFieldName(const std::string& option, const std::string& field)
@@ -132,9 +173,50 @@ std::string demoTakesNoUrl()
     return prefix + "--demo takes no URL";
 }
 
-std::string httpError(foundation::httpclient_core::HttpResponseCode code, const std::string& reason)
+std::string insecureRefused()
 {
-    return prefix + statusLine(code, reason);
+    return prefix + "-k/--insecure is not supported: certificates are always verified (use --cacert FILE)";
+}
+
+std::string onlyResumeFromSize(const std::string& offset)
+{
+    return prefix + "-C takes '-' (continue from the size of the -o file), not '" + offset + "'";
+}
+
+std::string resumeNeedsFile()
+{
+    return prefix + "-C - and --resume need -o FILE or -O";
+}
+
+std::string noRemoteName(const std::string& url)
+{
+    return prefix + "-O needs a URL that ends in a file name, not '" + url + "'";
+}
+
+std::string cannotRead(const std::string& file)
+{
+    return prefix + "cannot read '" + file + "'";
+}
+
+std::string usageHint()
+{
+    return "httpfetch: try 'httpfetch --help' for more information";
+}
+
+std::string httpError(foundation::httpclient_core::HttpResponseCode code)
+{
+    return prefix + "(22) The requested URL returned error: " + foundation::httpclient_core::to_string(code);
+}
+
+std::string rangeIgnored()
+{
+    return prefix + "(33) the server does not support byte ranges: cannot continue the file";
+}
+
+std::string cannotTakeBack(std::int64_t written, const std::optional<std::filesystem::path>& file)
+{
+    return prefix + "(23) a retry had to start the body again after " + std::to_string(written) + " bytes went to " +
+           (file ? file->string() : std::string("standard output")) + "; use -o with a regular FILE with --retry";
 }
 
 std::string failure(const std::string& what)
@@ -165,6 +247,51 @@ std::string statusLine(foundation::httpclient_core::HttpResponseCode code, const
 std::string headerLine(const std::string& name, const std::string& value)
 {
     return name + ": " + value;
+}
+
+std::string writeOut(const std::string& format, const WriteOutFigures& figures)
+{
+    const std::pair<const char*, std::string> variables[] = {
+        {"%{http_code}", figures.code == foundation::httpclient_core::HttpResponseCode::RequestNotMade
+                             ? "000"
+                             : foundation::httpclient_core::to_string(figures.code)},
+        {"%{size_download}", std::to_string(figures.sizeDownload)},
+        {"%{time_total}",
+         [&] {
+             std::ostringstream out;
+             out << std::fixed << std::setprecision(6) << figures.timeTotal;
+             return out.str();
+         }()},
+        {"%{url_effective}", figures.urlEffective},
+        {"%{num_redirects}", std::to_string(figures.numRedirects)},
+        {"\\n", "\n"},
+        {"\\r", "\r"},
+        {"\\t", "\t"},
+        {"%%", "%"},
+    };
+    std::string text;
+    for (std::size_t i = 0; i < format.size();) {
+        bool replaced = false;
+        for (const auto& [name, value] : variables) {
+            if (format.compare(i, std::strlen(name), name) == 0) {
+                text += value;
+                i += std::strlen(name);
+                replaced = true;
+                break;
+            }
+        }
+        if (!replaced) {
+            text += format[i++];
+        }
+    }
+    return text;
+}
+
+std::string traceLine(foundation::httpclient_curl::TraceKind kind, std::string_view line)
+{
+    using foundation::httpclient_curl::TraceKind;
+    const char prefix = kind == TraceKind::Note ? '*' : kind == TraceKind::HeaderOut ? '>' : '<';
+    return line.empty() ? std::string(1, prefix) : std::string(1, prefix) + " " + std::string(line);
 }
 
 std::string byteCount(std::int64_t bytes)

@@ -9,11 +9,13 @@
 #include "ProgressReporter.hpp"
 
 #include <httpclient_core/HttpResponseCode.hpp>
+#include <httpclient_curl/CurlHttpClient.hpp>
 
 #include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace httpfetch::messages {
 
@@ -24,16 +26,30 @@ std::string version();
 std::string unknownOption(const std::string& option);
 std::string missingArgument(const std::string& option);
 std::string badNumber(const std::string& option, const std::string& text);
+std::string badSeconds(const std::string& option, const std::string& text);
 std::string badHeader(const std::string& header);
 std::string emptyFieldName(const std::string& option, const std::string& field);
+std::string badFormPart(const std::string& part);
 std::string unknownMethod(const std::string& method);
 std::string missingUrl();
 std::string extraOperand(const std::string& operand);
 std::string dataAndForm();
 std::string demoTakesNoUrl();
+std::string insecureRefused();
+std::string onlyResumeFromSize(const std::string& offset);
+std::string resumeNeedsFile();
+std::string noRemoteName(const std::string& url);
+std::string cannotRead(const std::string& file);
+// What follows a usage error: where to find the usage.
+std::string usageHint();
 
-// "httpfetch: 404 Not Found", for an HTTP error status.
-std::string httpError(foundation::httpclient_core::HttpResponseCode code, const std::string& reason);
+// "httpfetch: (22) The requested URL returned error: 404", for -f and --fail-with-body.
+std::string httpError(foundation::httpclient_core::HttpResponseCode code);
+// A reply of the whole body to a request for the rest of a file.
+std::string rangeIgnored();
+// A retry that would take back bytes already written to standard output
+// (no file) or to a file that cannot be rewritten.
+std::string cannotTakeBack(std::int64_t written, const std::optional<std::filesystem::path>& file);
 // "httpfetch: " and the failure's text.
 std::string failure(const std::string& what);
 // The text of a failure that carries none.
@@ -45,6 +61,22 @@ std::string demoServerFailed();
 std::string statusLine(foundation::httpclient_core::HttpResponseCode code, const std::string& reason);
 // One header field as printed by -i: "Name: value".
 std::string headerLine(const std::string& name, const std::string& value);
+
+// The figures that -w can show.
+struct WriteOutFigures {
+    foundation::httpclient_core::HttpResponseCode code;
+    std::int64_t sizeDownload;
+    double timeTotal;
+    std::string urlEffective;
+    long numRedirects;
+};
+// The -w format with its %{variables} replaced, and "\n", "\r", "\t" and
+// "%%" unescaped; an unknown variable is left as written.
+std::string writeOut(const std::string& format, const WriteOutFigures& figures);
+
+// A line of -v: "* " before a note, "> " before a line sent, "< " before a
+// line received; a blank line is the prefix alone (">").
+std::string traceLine(foundation::httpclient_curl::TraceKind kind, std::string_view line);
 
 // A count of bytes in B, KiB, MiB or GiB with one decimal: "512 B", "12.8 MiB".
 std::string byteCount(std::int64_t bytes);

@@ -2,58 +2,24 @@
 
 #include "Messages.hpp"
 
-#include <getopt.h>
-
-#include <charconv>
+#include <cerrno>
+#include <cmath>
+#include <cstdlib>
 #include <limits>
-#include <string_view>
-#include <system_error>
 
 namespace httpfetch {
 
 namespace {
 
-using foundation::httpclient_core::HttpMethod;
+using Apply = void (*)(Options&, const std::string&);
 
-// Codes of the options that have no short form.
-enum LongOnly : int {
-    Retries = 256,
-    Backoff,
-    Resume,
-    MaxRedirects,
-    NoRedirects,
-    ConnectTimeout,
-    CaCert,
-    Proxy,
-    Help,
-    Version,
-    Demo,
-};
-
-// The leading ":" makes getopt_long report a missing argument as ':' and stay quiet.
-const char* const shortOptions = ":X:H:d:F:q:o:is";
-
-const option longOptions[] = {
-    {"request", required_argument, nullptr, 'X'},
-    {"header", required_argument, nullptr, 'H'},
-    {"data", required_argument, nullptr, 'd'},
-    {"form", required_argument, nullptr, 'F'},
-    {"query", required_argument, nullptr, 'q'},
-    {"output", required_argument, nullptr, 'o'},
-    {"include", no_argument, nullptr, 'i'},
-    {"silent", no_argument, nullptr, 's'},
-    {"retries", required_argument, nullptr, Retries},
-    {"backoff", required_argument, nullptr, Backoff},
-    {"resume", no_argument, nullptr, Resume},
-    {"max-redirects", required_argument, nullptr, MaxRedirects},
-    {"no-redirects", no_argument, nullptr, NoRedirects},
-    {"connect-timeout", required_argument, nullptr, ConnectTimeout},
-    {"cacert", required_argument, nullptr, CaCert},
-    {"proxy", required_argument, nullptr, Proxy},
-    {"help", no_argument, nullptr, Help},
-    {"version", no_argument, nullptr, Version},
-    {"demo", no_argument, nullptr, Demo},
-    {nullptr, 0, nullptr, 0},
+// One option: its letter (0 for none), its long name, whether it takes an
+// argument, and what it does.
+struct Spec {
+    char letter;
+    const char* name;
+    bool takesArgument;
+    Apply apply;
 };
 
 [[noreturn]] void fail(const std::string& message)
@@ -61,14 +27,24 @@ const option longOptions[] = {
     throw UsageError(message);
 }
 
-// A decimal count from 0 to maximum, nothing else around it.
-long parseCount(const std::string& option, std::string_view text, long maximum)
+long parseCount(const std::string& option, const std::string& text, long maximum)
 {
-    long value = 0;
-    const char* const end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, value);
-    if (text.empty() || error != std::errc() || stop != end || value < 0 || value > maximum) {
-        fail(messages::badNumber(option, std::string(text)));
+    char* end = nullptr;
+    errno = 0;
+    const long value = std::strtol(text.c_str(), &end, 10);
+    if (text.empty() || text[0] == '-' || text[0] == '+' || *end != '\0' || errno != 0 || value > maximum) {
+        fail(messages::badNumber(option, text));
+    }
+    return value;
+}
+
+double parseSeconds(const std::string& option, const std::string& text)
+{
+    char* end = nullptr;
+    const double value = std::strtod(text.c_str(), &end);
+    if (text.empty() || text.find_first_not_of("0123456789.") != std::string::npos || *end != '\0' ||
+        !std::isfinite(value)) {
+        fail(messages::badSeconds(option, text));
     }
     return value;
 }
@@ -83,143 +59,183 @@ Field parseField(const std::string& option, const std::string& text)
     return field;
 }
 
-std::string parseHeader(const std::string& text)
+void addData(Options& options, Data::Kind kind, const std::string& text)
 {
-    const auto colon = text.find(':');
-    if (colon == std::string::npos || text.find_first_not_of(" \t") >= colon) {
-        fail(messages::badHeader(text));
-    }
-    return text;
+    options.data.push_back({kind, text});
 }
 
-HttpMethod parseMethod(const std::string& name)
+const Spec specs[] = {
+    {'X', "request", true, [](Options& o, const std::string& a) { o.method = a; }},
+    {'H', "header", true, [](Options& o, const std::string& a) { o.headers.push_back(a); }},
+    {'d', "data", true, [](Options& o, const std::string& a) { addData(o, Data::Kind::Ascii, a); }},
+    {0, "data-ascii", true, [](Options& o, const std::string& a) { addData(o, Data::Kind::Ascii, a); }},
+    {0, "data-raw", true, [](Options& o, const std::string& a) { addData(o, Data::Kind::Raw, a); }},
+    {0, "data-binary", true, [](Options& o, const std::string& a) { addData(o, Data::Kind::Binary, a); }},
+    {0, "data-urlencode", true, [](Options& o, const std::string& a) { addData(o, Data::Kind::UrlEncode, a); }},
+    {'G', "get", false, [](Options& o, const std::string&) { o.dataInQuery = true; }},
+    {'F', "form", true, [](Options& o, const std::string& a) { o.form.push_back(a); }},
+    {0, "query-param", true,
+     [](Options& o, const std::string& a) { o.query.push_back(parseField("--query-param", a)); }},
+    {'q', "disable", false, [](Options&, const std::string&) {}},
+    {'o', "output", true, [](Options& o, const std::string& a) { o.output = a; }},
+    {'O', "remote-name", false, [](Options& o, const std::string&) { o.remoteName = true; }},
+    {'i', "include", false, [](Options& o, const std::string&) { o.include = true; }},
+    {'I', "head", false, [](Options& o, const std::string&) { o.head = true; }},
+    {'L', "location", false, [](Options& o, const std::string&) { o.followRedirects = true; }},
+    {0, "no-redirects", false, [](Options& o, const std::string&) { o.followRedirects = false; }},
+    {0, "max-redirs", true,
+     [](Options& o, const std::string& a) {
+         o.maxRedirects = parseCount("--max-redirs", a, std::numeric_limits<long>::max());
+     }},
+    {'u', "user", true, [](Options& o, const std::string& a) { o.user = a; }},
+    {'x', "proxy", true, [](Options& o, const std::string& a) { o.proxy = a; }},
+    {'U', "proxy-user", true, [](Options& o, const std::string& a) { o.proxyUser = a; }},
+    {'A', "user-agent", true, [](Options& o, const std::string& a) { o.headers.push_back("User-Agent: " + a); }},
+    {'e', "referer", true, [](Options& o, const std::string& a) { o.headers.push_back("Referer: " + a); }},
+    {'b', "cookie", true, [](Options& o, const std::string& a) { o.cookies.push_back(a); }},
+    {'c', "cookie-jar", true, [](Options& o, const std::string& a) { o.cookieJar = a; }},
+    {0, "connect-timeout", true,
+     [](Options& o, const std::string& a) { o.connectTimeout = parseSeconds("--connect-timeout", a); }},
+    {'C', "continue-at", true,
+     [](Options& o, const std::string& a) {
+         if (a != "-") {
+             fail(messages::onlyResumeFromSize(a));
+         }
+         o.resume = true;
+     }},
+    {0, "resume", false, [](Options& o, const std::string&) { o.resume = true; }},
+    {0, "retry", true,
+     [](Options& o, const std::string& a) {
+         o.retries = static_cast<int>(parseCount("--retry", a, std::numeric_limits<int>::max() - 1));
+     }},
+    {0, "retries", true,
+     [](Options& o, const std::string& a) {
+         o.retries = static_cast<int>(parseCount("--retries", a, std::numeric_limits<int>::max() - 1));
+     }},
+    {0, "retry-delay", true, [](Options& o, const std::string& a) { o.retryDelay = parseSeconds("--retry-delay", a); }},
+    {'f', "fail", false, [](Options& o, const std::string&) { o.fail = true; }},
+    {0, "fail-with-body", false, [](Options& o, const std::string&) { o.failWithBody = true; }},
+    {'s', "silent", false, [](Options& o, const std::string&) { o.silent = true; }},
+    {'S', "show-error", false, [](Options& o, const std::string&) { o.showError = true; }},
+    {'v', "verbose", false, [](Options& o, const std::string&) { o.verbose = true; }},
+    {'w', "write-out", true, [](Options& o, const std::string& a) { o.writeOut = a; }},
+    {0, "cacert", true, [](Options& o, const std::string& a) { o.caCertificate = a; }},
+    {'k', "insecure", false, [](Options&, const std::string&) { fail(messages::insecureRefused()); }},
+    {'h', "help", false, [](Options& o, const std::string&) { o.action = Options::Action::Help; }},
+    {'V', "version", false, [](Options& o, const std::string&) { o.action = Options::Action::Version; }},
+    {0, "demo", false, [](Options& o, const std::string&) { o.action = Options::Action::Demo; }},
+};
+
+const Spec* byLetter(char letter)
 {
-    try {
-        return foundation::httpclient_core::createHttpMethod(name);
-    } catch (const std::out_of_range&) {
-        fail(messages::unknownMethod(name));
+    for (const auto& spec : specs) {
+        if (spec.letter == letter) {
+            return &spec;
+        }
     }
+    return nullptr;
 }
 
-// The option as the user wrote it, for a message about it.
-std::string offendingOption(char* argv[])
+const Spec* byName(const std::string& name)
 {
-    if (optopt != 0 && optopt < Retries) {
-        return std::string("-") + static_cast<char>(optopt);
+    for (const auto& spec : specs) {
+        if (name == spec.name) {
+            return &spec;
+        }
     }
-    return argv[optind - 1];
+    return nullptr;
 }
 
-void apply(Options& options, int code, const std::string& argument, char* argv[])
-{
-    constexpr long maximumRetries = std::numeric_limits<int>::max() - 1;
-    constexpr long maximum = std::numeric_limits<long>::max();
-    switch (code) {
-    case 'X':
-        options.method = parseMethod(argument);
-        break;
-    case 'H':
-        options.headers.push_back(parseHeader(argument));
-        break;
-    case 'd':
-        options.data = argument;
-        break;
-    case 'F':
-        options.form.push_back(parseField("-F", argument));
-        break;
-    case 'q':
-        options.query.push_back(parseField("-q", argument));
-        break;
-    case 'o':
-        options.output = argument;
-        break;
-    case 'i':
-        options.include = true;
-        break;
-    case 's':
-        options.silent = true;
-        break;
-    case Retries:
-        options.retries = static_cast<int>(parseCount("--retries", argument, maximumRetries));
-        break;
-    case Backoff:
-        options.backoff = std::chrono::milliseconds(parseCount("--backoff", argument, maximum));
-        break;
-    case Resume:
-        options.resume = true;
-        break;
-    case MaxRedirects:
-        options.maxRedirects = parseCount("--max-redirects", argument, maximum);
-        break;
-    case NoRedirects:
-        options.followRedirects = false;
-        break;
-    case ConnectTimeout:
-        options.connectTimeout = std::chrono::milliseconds(parseCount("--connect-timeout", argument, maximum));
-        break;
-    case CaCert:
-        options.caCertificate = argument;
-        break;
-    case Proxy:
-        options.proxy = argument;
-        break;
-    case Help:
-        options.action = Options::Action::Help;
-        break;
-    case Version:
-        options.action = Options::Action::Version;
-        break;
-    case Demo:
-        options.action = Options::Action::Demo;
-        break;
-    case ':':
-        fail(messages::missingArgument(argv[optind - 1]));
-    default:
-        fail(messages::unknownOption(offendingOption(argv)));
-    }
-}
+// Walks the words, applying options and collecting operands.
+class Parser {
+public:
+    explicit Parser(const std::vector<std::string>& words) : words(words) {}
 
-void checkOperands(Options& options, int argc, char* argv[])
-{
-    const int operands = argc - optind;
-    if (options.action == Options::Action::Demo && operands > 0) {
-        fail(messages::demoTakesNoUrl());
+    Options run()
+    {
+        bool optionsEnded = false;
+        for (; next < words.size(); ++next) {
+            const auto& word = words[next];
+            if (optionsEnded || word.size() < 2 || word[0] != '-') {
+                operands.push_back(word);
+            } else if (word == "--") {
+                optionsEnded = true;
+            } else if (word[1] == '-') {
+                longOption(word);
+            } else {
+                shortOptions(word);
+            }
+        }
+        checkOperands();
+        return options;
     }
-    if (options.action != Options::Action::Fetch) {
-        return;
+
+private:
+    void longOption(const std::string& word)
+    {
+        const auto* spec = byName(word.substr(2));
+        if (spec == nullptr) {
+            fail(messages::unknownOption(word));
+        }
+        spec->apply(options, spec->takesArgument ? argumentAfter(word) : std::string());
     }
-    if (operands == 0) {
-        fail(messages::missingUrl());
+
+    void shortOptions(const std::string& word)
+    {
+        for (std::size_t i = 1; i < word.size(); ++i) {
+            const auto* spec = byLetter(word[i]);
+            if (spec == nullptr) {
+                fail(messages::unknownOption(std::string("-") + word[i]));
+            }
+            if (!spec->takesArgument) {
+                spec->apply(options, {});
+                continue;
+            }
+            const auto attached = word.substr(i + 1);
+            spec->apply(options, attached.empty() ? argumentAfter(std::string("-") + word[i]) : attached);
+            return;
+        }
     }
-    if (operands > 1) {
-        fail(messages::extraOperand(argv[optind + 1]));
+
+    std::string argumentAfter(const std::string& option)
+    {
+        if (next + 1 >= words.size()) {
+            fail(messages::missingArgument(option));
+        }
+        return words[++next];
     }
-    options.url = argv[optind];
-    if (options.data && !options.form.empty()) {
-        fail(messages::dataAndForm());
+
+    void checkOperands()
+    {
+        if (options.action == Options::Action::Demo && !operands.empty()) {
+            fail(messages::demoTakesNoUrl());
+        }
+        if (options.action != Options::Action::Fetch) {
+            return;
+        }
+        if (operands.empty()) {
+            fail(messages::missingUrl());
+        }
+        if (operands.size() > 1) {
+            fail(messages::extraOperand(operands[1]));
+        }
+        options.url = operands[0];
+        if (!options.data.empty() && !options.form.empty()) {
+            fail(messages::dataAndForm());
+        }
     }
-}
+
+    const std::vector<std::string>& words;
+    std::size_t next = 0;
+    std::vector<std::string> operands;
+    Options options;
+};
 
 } // namespace
 
-HttpMethod Options::effectiveMethod() const
+Options parseOptions(const std::vector<std::string>& arguments)
 {
-    if (method) {
-        return *method;
-    }
-    return data || !form.empty() ? HttpMethod::POST : HttpMethod::GET;
-}
-
-Options parseOptions(int argc, char* argv[])
-{
-    Options options;
-    opterr = 0;
-    int code = 0;
-    while ((code = getopt_long(argc, argv, shortOptions, longOptions, nullptr)) != -1) {
-        apply(options, code, optarg != nullptr ? optarg : "", argv);
-    }
-    checkOperands(options, argc, argv);
-    return options;
+    return Parser(arguments).run();
 }
 
 } // namespace httpfetch

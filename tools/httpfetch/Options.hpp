@@ -1,18 +1,16 @@
-// The command line of httpfetch, parsed with getopt_long.
+// The command line of httpfetch, parsed as curl parses its own: the same
+// letters and long names mean the same things.
 //
-//   httpfetch -q page=2 -H 'Accept: text/plain' --retries 3 --resume -o out.bin http://127.0.0.1:8080/file
-//   // url "http://127.0.0.1:8080/file", query {("page", "2")}, headers {"Accept: text/plain"},
-//   // retries 3, resume true, output "out.bin"
+//   parseOptions({"-sS", "-H", "Accept:", "-d", "a=1", "-o", "out.bin", "http://127.0.0.1:8080/form"});
+//   // silent, showError, headers {"Accept:"}, data {{Data::Kind::Ascii, "a=1"}},
+//   // output "out.bin", url "http://127.0.0.1:8080/form"
 //
-// A field of -F or -q is NAME=VALUE, cut at the first "="; without "=" the
-// whole text is the name and the value is empty. A header of -H must read
-// "Name: value".
+// Short options may be bundled ("-sSL") and take their argument attached or
+// as the next word ("-XPOST", "-X POST"); long options take the next word.
+// "--" ends the options. Texts are kept as given: what "-d @file", "-F" or
+// "-H 'Name:'" mean is decided when the request is made (see Plan.hpp).
 #pragma once
 
-#include <httpclient_core/HttpMethod.hpp>
-
-#include <chrono>
-#include <filesystem>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -29,36 +27,63 @@ public:
 
 using Field = std::pair<std::string, std::string>;
 
+// One piece of request data, as the option that gave it.
+struct Data {
+    enum class Kind {
+        Ascii,    // -d: "@file" reads a file (or "@-" standard input) without CR and LF
+        Raw,      // --data-raw: the text as it is
+        Binary,   // --data-binary: "@file" reads the file's bytes as they are
+        UrlEncode // --data-urlencode: "value", "=value", "name=value", "@file", "name@file"
+    };
+    Kind kind;
+    std::string text;
+
+    bool operator==(const Data& other) const { return kind == other.kind && text == other.text; }
+};
+
 struct Options {
     enum class Action { Fetch, Help, Version, Demo };
 
     Action action = Action::Fetch;
     std::string url;
-    std::optional<foundation::httpclient_core::HttpMethod> method;
+    // -X as given; -I makes HEAD.
+    std::optional<std::string> method;
+    bool head = false;
     std::vector<std::string> headers;
-    std::optional<std::string> data;
-    std::vector<Field> form;
+    std::vector<Data> data;
+    bool dataInQuery = false;
+    std::vector<std::string> form;
     std::vector<Field> query;
-    std::optional<std::filesystem::path> output;
+    // "-" is standard output.
+    std::optional<std::string> output;
+    bool remoteName = false;
     bool include = false;
-    int retries = 0;
-    std::chrono::milliseconds backoff{500};
-    bool resume = false;
-    std::optional<long> maxRedirects;
     bool followRedirects = true;
-    std::optional<std::chrono::milliseconds> connectTimeout;
-    std::optional<std::filesystem::path> caCertificate;
+    std::optional<long> maxRedirects;
+    std::optional<std::string> user;
     std::optional<std::string> proxy;
+    std::optional<std::string> proxyUser;
+    std::optional<std::string> referer;
+    std::vector<std::string> cookies;
+    std::optional<std::string> cookieJar;
+    // Seconds, fractions allowed.
+    std::optional<double> connectTimeout;
+    // -C - or --resume: continue a partial -o file from its size.
+    bool resume = false;
+    int retries = 0;
+    double retryDelay = 0.5;
+    bool fail = false;
+    bool failWithBody = false;
     bool silent = false;
-
-    // The method of -X; without it POST when there is a body (-d or -F), else GET.
-    foundation::httpclient_core::HttpMethod effectiveMethod() const;
+    bool showError = false;
+    bool verbose = false;
+    std::optional<std::string> writeOut;
+    std::optional<std::string> caCertificate;
 };
 
-// Parses the whole command line; argv[0] is the program's name. Throws
-// UsageError for an unknown option, a missing or malformed argument, -d
-// together with -F, or a URL missing or given twice (--demo takes none).
-// Uses getopt_long, so it runs once per process.
-Options parseOptions(int argc, char* argv[]);
+// Parses the arguments after the program's name. Throws UsageError for an
+// unknown option, a missing or malformed argument, -k, -C with anything but
+// "-", -d together with -F, or a URL missing or given twice (--demo takes none).
+Options parseOptions(const std::vector<std::string>& arguments);
 
 } // namespace httpfetch

@@ -46,8 +46,9 @@ ProgressResult ProgressReporter::update(const Progress& progress)
         attemptStartBytes = progress.downloadNow;
     }
     // Nothing is shown before the attempt has received a byte: until then the
-    // figures of a resumed attempt are only its offset.
-    if (progress.downloadNow <= attemptStartBytes) {
+    // figures of a resumed attempt are only its offset. Figures whose bytes
+    // did not move keep the rate of the moment the last byte came.
+    if (progress.downloadNow <= attemptStartBytes || (latest && latest->received == progress.downloadNow)) {
         return ProgressResult::Continue;
     }
     const std::chrono::duration<double> elapsed = now - *attemptStart;

@@ -1,91 +1,187 @@
 // httpfetch: fetches one URL with CurlHttpClient; see messages::usage().
 //
-// Exit status: 0 for a 2xx or 3xx reply, 1 for an HTTP error status (the
-// status line on standard error), 2 for a usage error (the usage on standard
-// error), 3 for a failed transfer (the failure's text on standard error).
+// Exit status, as curl's: 0 when a response arrived, whatever its status
+// (unless -f or --fail-with-body: 22 for 400 and above); 2 for a usage error;
+// for a failed transfer curl's number of its cause (TransferFailure), 28 for
+// a time-out, 23 when the body could not be written, 33 when the server
+// ignored the range of -C -, and 1 for a failure of any other cause.
 #include "BodySink.hpp"
 #include "Demo.hpp"
 #include "Fetch.hpp"
 #include "Messages.hpp"
 #include "Options.hpp"
+#include "Plan.hpp"
 #include "ProgressReporter.hpp"
+
+#include <httpclient_core/Exceptions.hpp>
+#include <httpclient_core/HttpResponse.hpp>
+#include <httpclient_curl/TransferFailedException.hpp>
 
 #include <unistd.h>
 
+#include <chrono>
+#include <ctime>
 #include <exception>
+#include <fstream>
 #include <iostream>
 #include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
 
 namespace {
 
+using foundation::httpclient_core::HttpRequestTimeoutException;
 using foundation::httpclient_core::HttpResponse;
+using foundation::httpclient_curl::TraceCallback;
+using foundation::httpclient_curl::TraceKind;
+using foundation::httpclient_curl::TransferFailedException;
 using namespace httpfetch;
 
-enum ExitStatus : int { Success = 0, HttpError = 1, UsageFailure = 2, TransferFailure = 3 };
+enum ExitStatus : int {
+    Success = 0,
+    OtherFailure = 1,
+    UsageFailure = 2,
+    HttpFailure = 22,
+    WriteFailure = 23,
+    TimedOut = 28,
+    RangeFailure = 33,
+};
 
-// Without -o the body waits in memory and goes to standard output at the
-// end: a retry that starts afresh must be able to take back what an earlier
-// attempt wrote, which a stream already sent to standard output cannot.
-std::unique_ptr<BodySink> sinkFor(const Options& options)
+// Prints a failure unless -s silenced it without -S.
+int failWith(const OutputPlan& plan, int status, const std::string& message)
 {
-    if (options.output) {
-        return std::make_unique<FileSink>(*options.output);
+    if (!plan.silent || plan.showError) {
+        std::cerr << message << '\n';
     }
-    return std::make_unique<MemorySink>();
+    return status;
 }
 
-void printHead(const HttpResponse& response)
+int failedTransfer(const OutputPlan& plan, const BodySink& sink, std::int64_t written)
 {
-    std::cout << messages::statusLine(response.getResponseCode(), response.getResponseCodeReason()) << '\n';
-    for (const auto& [name, value] : response.getHeaders()) {
-        std::cout << messages::headerLine(name, value) << '\n';
+    if (sink.tookBack()) {
+        return failWith(plan, WriteFailure, messages::cannotTakeBack(written, plan.file));
     }
-    std::cout << '\n';
+    try {
+        throw;
+    } catch (const HttpRequestTimeoutException& error) {
+        return failWith(plan, TimedOut, messages::failure(error.what()));
+    } catch (const TransferFailedException& error) {
+        return failWith(plan, static_cast<int>(error.cause()), messages::failure(error.what()));
+    } catch (const std::exception& error) {
+        return failWith(plan, OtherFailure, messages::failure(error.what()));
+    }
 }
 
-int exitStatusFor(const HttpResponse& response)
+bool isErrorStatus(const HttpResponse& response)
 {
-    const auto code = response.getResponseCode();
-    if (isSuccess(code) || isRedirection(code)) {
-        return Success;
+    return isClientError(response.getResponseCode()) || isServerError(response.getResponseCode());
+}
+
+// Writes the -c jar: the -b cookies with those the response set.
+void saveCookies(OutputPlan& output, const HttpResponse* response)
+{
+    if (!output.cookieJar) {
+        return;
     }
-    std::cerr << messages::httpError(code, response.getResponseCodeReason()) << '\n';
-    return HttpError;
+    if (response != nullptr) {
+        output.cookies.receive(response->getTransactionReport().effectiveURL().toAsciiString(), response->getHeaders(),
+                               std::time(nullptr));
+    }
+    std::ofstream jar(*output.cookieJar);
+    output.cookies.write(jar);
+}
+
+// -v shows the transport's trace on standard error; -i and -I write the
+// head of every response before the body.
+TraceCallback traceFor(const OutputPlan& output, BodySink& sink)
+{
+    if (!output.verbose && !output.include && !output.headersOnly) {
+        return {};
+    }
+    return [&output, &sink](TraceKind kind, std::string_view line) {
+        if (output.verbose) {
+            std::cerr << messages::traceLine(kind, line) << '\n';
+        }
+        if (kind == TraceKind::HeaderIn) {
+            sink.writeHeadLine(line);
+        }
+    };
+}
+
+// What becomes of a response that arrived: the body kept or not, -w, and the exit status.
+int deliver(const OutputPlan& output, BodySink& sink, const HttpResponse& response, double seconds)
+{
+    const bool resumed = output.resumeFrom && *output.resumeFrom > 0;
+    if (resumed && isSuccess(response.getResponseCode()) &&
+        response.getResponseCode() != foundation::httpclient_core::HttpResponseCode::PartialContent) {
+        sink.restore();
+        return failWith(output, RangeFailure, messages::rangeIgnored());
+    }
+    if (output.fail && isErrorStatus(response)) {
+        sink.restore();
+        return failWith(output, HttpFailure, messages::httpError(response.getResponseCode()));
+    }
+    const auto size = sink.bodySize();
+    sink.finish(true);
+    if (output.writeOut) {
+        const auto report = response.getTransactionReport();
+        std::cout << messages::writeOut(*output.writeOut,
+                                        {response.getResponseCode(), size, seconds,
+                                         report.effectiveURL().toAsciiString(), report.redirectCount()})
+                  << std::flush;
+    }
+    if (output.failWithBody && isErrorStatus(response)) {
+        return failWith(output, HttpFailure, messages::httpError(response.getResponseCode()));
+    }
+    return Success;
 }
 
 int runFetch(const Options& options)
 {
-    ProgressReporter reporter(ProgressReporter::styleFor(options.silent, STDERR_FILENO), std::cerr);
-    const auto sink = sinkFor(options);
-    AttemptLog log;
+    Plan plan = makePlan(options, std::cin, std::time(nullptr));
+    auto& output = plan.output;
+    std::unique_ptr<BodySink> sink;
     try {
-        const HttpResponse response = fetch(options, *sink, reporter, log);
+        sink = BodySink::open(output);
+    } catch (const std::exception& error) {
+        return failWith(output, WriteFailure, messages::failure(error.what()));
+    }
+    plan.request.setResponseStreamFactory(sink->factory());
+    ProgressReporter reporter(ProgressReporter::styleFor(output.silent, STDERR_FILENO), std::cerr);
+    AttemptLog log;
+    const RetrySettings retries{output.retries, std::chrono::milliseconds(static_cast<long>(output.retryDelay * 1000)),
+                                options.resume};
+    const auto start = std::chrono::steady_clock::now();
+    try {
+        const HttpResponse response = fetch(std::move(plan.request), std::move(plan.configuration), retries, reporter,
+                                            log, traceFor(output, *sink));
         reporter.finish();
-        if (options.include) {
-            printHead(response);
-        }
-        sink->finish(std::cout);
-        return exitStatusFor(response);
-    } catch (...) {
-        // Delivers what the last attempt received; a file keeps no stale bytes.
+        saveCookies(output, &response);
+        const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
+        return deliver(output, *sink, response, elapsed.count());
+    } catch (const std::exception&) {
         reporter.finish();
-        sink->finish(std::cout);
-        throw;
+        const auto written = sink->bodySize();
+        sink->finish(false);
+        saveCookies(output, nullptr);
+        return failedTransfer(output, *sink, written);
     }
 }
 
 int run(const Options& options)
 {
-    if (options.action == Options::Action::Help) {
+    switch (options.action) {
+    case Options::Action::Help:
         std::cout << messages::usage() << '\n';
         return Success;
-    }
-    if (options.action == Options::Action::Version) {
+    case Options::Action::Version:
         std::cout << messages::version() << '\n';
         return Success;
-    }
-    if (options.action == Options::Action::Demo) {
+    case Options::Action::Demo:
         return runDemo(options.silent, std::cout);
+    case Options::Action::Fetch:
+        break;
     }
     return runFetch(options);
 }
@@ -94,19 +190,15 @@ int run(const Options& options)
 
 int main(int argc, char* argv[])
 {
-    Options options;
     try {
-        options = parseOptions(argc, argv);
+        return run(parseOptions(std::vector<std::string>(argv + 1, argv + argc)));
     } catch (const UsageError& error) {
-        std::cerr << error.what() << "\n\n" << messages::usage() << '\n';
+        std::cerr << error.what() << '\n' << messages::usageHint() << '\n';
         return UsageFailure;
-    }
-    try {
-        return run(options);
     } catch (const std::exception& error) {
         std::cerr << messages::failure(error.what()) << '\n';
     } catch (...) {
         std::cerr << messages::failure(messages::unknownFailure()) << '\n';
     }
-    return TransferFailure;
+    return WriteFailure;
 }

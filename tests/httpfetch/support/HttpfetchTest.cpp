@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -100,19 +101,22 @@ bool drain(const std::array<int, 2>& descriptors, const std::array<std::string*,
     return true;
 }
 
-// The exit status, or -1 for a process killed at the deadline or by a signal.
-int reap(pid_t child, Clock::time_point deadline)
+// The exit status, or -1 for a process killed at the deadline or by a signal,
+// and the child's peak resident set.
+int reap(pid_t child, Clock::time_point deadline, long& peakKiB)
 {
     int status = 0;
-    while (waitpid(child, &status, WNOHANG) == 0) {
+    rusage usage{};
+    while (wait4(child, &status, WNOHANG, &usage) == 0) {
         if (Clock::now() >= deadline) {
             kill(child, SIGKILL);
-            waitpid(child, &status, 0);
+            wait4(child, &status, 0, &usage);
             ADD_FAILURE() << "httpfetch ran longer than the limit and was killed";
             return -1;
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
+    peakKiB = usage.ru_maxrss;
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
@@ -168,7 +172,7 @@ ToolRun HttpfetchTest::runTool(const std::vector<std::string>& arguments, ErrorO
     if (!drain({out.first.fd, err.first.fd}, {&run.out, &run.err}, deadline)) {
         kill(child, SIGKILL);
     }
-    run.exitCode = reap(child, deadline);
+    run.exitCode = reap(child, deadline, run.peakKiB);
     return run;
 }
 

@@ -26,6 +26,8 @@ enum class ErrorOutput { Pipe, Terminal };
 
 struct ToolRun {
     int exitCode = -1;
+    // The child's peak resident set, in KiB.
+    long peakKiB = 0;
     std::string out;
     std::string err;
 };
