@@ -20,26 +20,6 @@ TEST(HttpHeaders, NameConstantsHoldTheWellKnownFieldNames)
               (Strings{"Accept", "Content-Type", "Content-Length", "Cookie", "Transfer-Encoding"}));
 }
 
-TEST(HttpHeadersAddHeader, TrimsTheNameAndCutsTheValueAtTheFirstColon)
-{
-    const struct {
-        std::string line, name, value;
-    } rows[] = {
-        {"  Content-Type :  text/plain \r\n", "Content-Type", "text/plain"},
-        {"Host: a:8080", "Host", "a:8080"},
-        {"X-Empty:", "X-Empty", ""},
-        {"\tX-Tab\t:\tv  1\t", "X-Tab", "v  1"},
-        {"X-VT:\v", "X-VT", "\v"},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.line);
-        HttpHeaders headers;
-        headers.addHeader(row.line);
-        ASSERT_EQ(headers.size(), 1U);
-        EXPECT_EQ(*headers.begin(), std::make_pair(row.name, row.value));
-    }
-}
-
 TEST(HttpHeadersAddHeader, SkipsBlankLinesAndEmptyNamesButRejectsALineWithoutAColon)
 {
     HttpHeaders headers{{"A", "1"}};
@@ -70,33 +50,6 @@ TEST(HttpHeaders, KeepsRepeatedFieldsInOrderAndRemovesThemTogether)
     EXPECT_THROW_MSG(headers.getHeaderValue("Set-Cookie"), std::out_of_range, "Set-Cookie not found.");
 }
 
-TEST(HttpHeadersSplitElements, DeliversTrimmedElementsWithEmptyOnesUnlessSkipped)
-{
-    const struct {
-        std::string text, separators;
-        bool skipEmpty;
-        Strings expected;
-    } rows[] = {
-        {"a, b,,c ,", ",", false, {"a", "b", "", "c", ""}},
-        {"a, b,,c ,", ",", true, {"a", "b", "c"}},
-        {"", ",", false, {""}},
-        {"", ",", true, {}},
-        {" \t\r\n ", ",", true, {}},
-        {",a", ",", false, {"", "a"}},
-        {"a;b,c", ",;", true, {"a", "b", "c"}},
-        {"\"x,y\"", ",", false, {"\"x", "y\""}},
-        {" a, b ", "", false, {"a, b"}},
-        {"\va\f", ",", false, {"\va\f"}},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.text + " | " + row.separators);
-        Strings seen;
-        HttpHeaders::splitElements(
-            row.text, [&seen](const std::string& e) { seen.push_back(e); }, row.separators, row.skipEmpty);
-        EXPECT_EQ(seen, row.expected);
-    }
-}
-
 TEST(HttpHeadersSplitElements, LetsCallbackExceptionsPassAfterEarlierElementsWereDelivered)
 {
     Strings seen;
@@ -112,46 +65,14 @@ TEST(HttpHeadersSplitElements, LetsCallbackExceptionsPassAfterEarlierElementsWer
     EXPECT_NO_THROW(HttpHeaders::splitElements("", nullptr, ",", true));
 }
 
-TEST(HttpHeadersSplitParameter, CutsAtTheDelimiterAndStartsTheValueOneCharacterAfterIt)
+// The cutting rules themselves are checked against a model of the grammar by
+// fuzz_add_header and fuzz_split_header_values, whose corpora run with the tests.
+TEST(HttpHeadersSplitParameter, NamesTheDelimiterAndTheWholeUntrimmedTextWhenTheDelimiterIsMissing)
 {
-    const struct {
-        std::string text, delimiter, name, value;
-    } rows[] = {
-        {"  a = b  ", "=", "a", "b"}, {"a=b=c", "=", "a", "b=c"}, {"a=", "=", "a", ""},
-        {"   ", "=", "", ""},         {"=x", "=", "", "x"},       {"a:=b", ":=", "a", "=b"},
-        {"a:=", ":=", "a", "="},      {"abc", "", "", "bc"},      {"\"a=b\"", "=", "\"a", "b\""},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.text + " | " + row.delimiter);
-        EXPECT_EQ(HttpHeaders::splitParameter(row.text, row.delimiter), std::make_pair(row.name, row.value));
-    }
     EXPECT_THROW_MSG(HttpHeaders::splitParameter(" ab ", "="), std::runtime_error,
                      "Missing delimiter <=> when parsing : < ab >");
     EXPECT_THROW_MSG(HttpHeaders::splitParameter("a:b", ":="), std::runtime_error,
                      "Missing delimiter <:=> when parsing : <a:b>");
-}
-
-TEST(HttpHeadersSplitParameters, TakesTheFirstNonEmptyPieceUntrimmedAsTheLeadingValue)
-{
-    const struct {
-        std::string text, separators, leading;
-        NameValueCollection parameters;
-    } rows[] = {
-        {"text/html; charset=utf-8; q=1", ";", "text/html", {{"charset", "utf-8"}, {"q", "1"}}},
-        {" text/html ;a=1", ";", " text/html ", {{"a", "1"}}},
-        {"text/html;", ";", "text/html", {{"", ""}}},
-        {";a=1;b=2", ";", "a=1", {{"b", "2"}}},
-        {" ;a=1", ";", " ", {{"a", "1"}}},
-        {"", ";", "", {}},
-        {"a;x=1;X=2;x=3", ";", "a", {{"x", "1"}, {"X", "2"}, {"x", "3"}}},
-        {"a,b=1;c=\"2\"", ",;", "a", {{"b", "1"}, {"c", "\"2\""}}},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.text);
-        const auto [leading, parameters] = HttpHeaders::splitParameters(row.text, row.separators);
-        EXPECT_EQ(leading, row.leading);
-        EXPECT_EQ(parameters, row.parameters);
-    }
     EXPECT_THROW_MSG(HttpHeaders::splitParameters("text/html; charset", ";"), std::runtime_error,
                      "Missing delimiter <=> when parsing : < charset>");
     EXPECT_THROW_MSG(HttpHeaders::splitParameters("a;b=\"1;2\"", ";"), std::runtime_error,

@@ -9,38 +9,15 @@
 #include <type_traits>
 
 using namespace foundation::httpclient_core;
-using Pairs = std::vector<std::pair<std::string, std::string>>;
 using Strings = std::vector<std::string>;
 
 static_assert(std::is_copy_constructible_v<QueryParameters> && std::is_move_constructible_v<QueryParameters>);
 
-TEST(QueryParametersToString, IsEmptyWithoutPairsElseEncodesThemInOrderWithBareKeysForEmptyValues)
+// The rendering is checked against a strict decoder by fuzz_query_parameters,
+// whose corpus runs with the tests.
+TEST(QueryParametersToString, AppendsToTheStreamAndReturnsIt)
 {
-    QueryParameters empty;
-    EXPECT_TRUE(empty.empty());
-    EXPECT_EQ(empty.size(), 0U);
-    EXPECT_EQ(empty.toString(), "");
-    EXPECT_EQ(empty.getEntrySep() + empty.getKeyValueSep(), "&=");
-
-    const struct {
-        Pairs pairs;
-        std::string expected;
-    } rows[] = {
-        {{{"q", "a b"}, {"flag", ""}, {"x", "1&2"}}, "?q=a%20b&flag&x=1%262"},
-        {{{"k", "a+b"}}, "?k=a%2Bb"},
-        {{{"my key", "v"}}, "?my%20key=v"},
-        {{{"a", "1"}, {"A", "2"}, {"a", "3"}}, "?a=1&A=2&a=3"},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.expected);
-        QueryParameters query;
-        for (const auto& [key, value] : row.pairs) {
-            query.addQueryParameter(key, value);
-        }
-        EXPECT_EQ(query.toString(), row.expected);
-        EXPECT_EQ(Pairs(query.begin(), query.end()), row.pairs);
-    }
-
+    EXPECT_EQ(QueryParameters().getEntrySep() + QueryParameters().getKeyValueSep(), "&=");
     const QueryParameters query{{"q", "a b"}, {"flag", ""}};
     std::ostringstream out;
     out << "/search";
