@@ -15,7 +15,7 @@ using Apply = void (*)(Options&, const std::string&);
 
 // One option: its letter (0 for none), its long name, whether it takes an
 // argument, and what it does.
-struct Spec {
+struct OptionRule {
     char letter;
     const char* name;
     bool takesArgument;
@@ -64,7 +64,7 @@ void addData(Options& options, Data::Kind kind, const std::string& text)
     options.data.push_back({kind, text});
 }
 
-const Spec specs[] = {
+const OptionRule rules[] = {
     {'X', "request", true, [](Options& o, const std::string& a) { o.method = a; }},
     {'H', "header", true, [](Options& o, const std::string& a) { o.headers.push_back(a); }},
     {'d', "data", true, [](Options& o, const std::string& a) { addData(o, Data::Kind::Ascii, a); }},
@@ -126,21 +126,21 @@ const Spec specs[] = {
     {0, "demo", false, [](Options& o, const std::string&) { o.action = Options::Action::Demo; }},
 };
 
-const Spec* byLetter(char letter)
+const OptionRule* byLetter(char letter)
 {
-    for (const auto& spec : specs) {
-        if (spec.letter == letter) {
-            return &spec;
+    for (const auto& rule : rules) {
+        if (rule.letter == letter) {
+            return &rule;
         }
     }
     return nullptr;
 }
 
-const Spec* byName(const std::string& name)
+const OptionRule* byName(const std::string& name)
 {
-    for (const auto& spec : specs) {
-        if (name == spec.name) {
-            return &spec;
+    for (const auto& rule : rules) {
+        if (name == rule.name) {
+            return &rule;
         }
     }
     return nullptr;
@@ -173,26 +173,26 @@ public:
 private:
     void longOption(const std::string& word)
     {
-        const auto* spec = byName(word.substr(2));
-        if (spec == nullptr) {
+        const auto* rule = byName(word.substr(2));
+        if (rule == nullptr) {
             fail(messages::unknownOption(word));
         }
-        spec->apply(options, spec->takesArgument ? argumentAfter(word) : std::string());
+        rule->apply(options, rule->takesArgument ? argumentAfter(word) : std::string());
     }
 
     void shortOptions(const std::string& word)
     {
         for (std::size_t i = 1; i < word.size(); ++i) {
-            const auto* spec = byLetter(word[i]);
-            if (spec == nullptr) {
+            const auto* rule = byLetter(word[i]);
+            if (rule == nullptr) {
                 fail(messages::unknownOption(std::string("-") + word[i]));
             }
-            if (!spec->takesArgument) {
-                spec->apply(options, {});
+            if (!rule->takesArgument) {
+                rule->apply(options, {});
                 continue;
             }
             const auto attached = word.substr(i + 1);
-            spec->apply(options, attached.empty() ? argumentAfter(std::string("-") + word[i]) : attached);
+            rule->apply(options, attached.empty() ? argumentAfter(std::string("-") + word[i]) : attached);
             return;
         }
     }
