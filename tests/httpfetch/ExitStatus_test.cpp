@@ -45,6 +45,7 @@ TEST_F(HttpfetchExitStatus, IsCurlsNumberForTheCauseOfAFailedTransfer)
     } rows[] = {
         {{"http://127.0.0.1:" + std::to_string(support::closedPort()) + "/"}, 7},
         {{"--connect-timeout", "0.2", "http://127.0.0.1:" + std::to_string(unanswered.port) + "/"}, 28},
+        {{"-m", "0.3", server.url("/trickle")}, 28},
         {{server.url("/redirect-loop")}, 47},
         {{server.url("/cut-midway")}, 18},
         {{"https://127.0.0.1:" + server.url("/").substr(17)}, 35},

@@ -41,6 +41,8 @@ Connection:
   -L, --location             follow redirects (the default; --no-redirects turns it off)
       --max-redirs N         follow at most N redirects (default 5)
       --connect-timeout S    seconds allowed to connect, fractions allowed (default 5)
+  -m, --max-time S           seconds the whole transfer may take, fractions allowed
+      --compressed           ask for a compressed reply (gzip, deflate, br, zstd) and decode it
   -x, --proxy URL            use this proxy;  -U, --proxy-user USER:PASSWORD its credentials
       --cacert FILE          trust the CA certificates in FILE (-k is refused:
                              certificates are always verified)

@@ -96,6 +96,8 @@ const OptionRule rules[] = {
     {'c', "cookie-jar", true, [](Options& o, const std::string& a) { o.cookieJar = a; }},
     {0, "connect-timeout", true,
      [](Options& o, const std::string& a) { o.connectTimeout = parseSeconds("--connect-timeout", a); }},
+    {'m', "max-time", true, [](Options& o, const std::string& a) { o.maxTime = parseSeconds("--max-time", a); }},
+    {0, "compressed", false, [](Options& o, const std::string&) { o.compressed = true; }},
     {'C', "continue-at", true,
      [](Options& o, const std::string& a) {
          if (a != "-") {

@@ -68,6 +68,9 @@ struct Options {
     std::optional<std::string> cookieJar;
     // Seconds, fractions allowed.
     std::optional<double> connectTimeout;
+    // -m: seconds the whole attempt may take, fractions allowed.
+    std::optional<double> maxTime;
+    bool compressed = false;
     // -C - or --resume: continue a partial -o file from its size.
     bool resume = false;
     int retries = 0;

@@ -273,6 +273,10 @@ ClientConfiguration configurationFor(const Options& options)
     if (options.connectTimeout) {
         configuration.setConnectTimeout(static_cast<long>(std::ceil(*options.connectTimeout * 1000)));
     }
+    if (options.maxTime) {
+        configuration.setRequestTimeout(static_cast<long>(std::ceil(*options.maxTime * 1000)));
+    }
+    configuration.setAcceptCompressed(options.compressed);
     if (options.caCertificate) {
         configuration.setCertificateFile(*options.caCertificate);
     }
