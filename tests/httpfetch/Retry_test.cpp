@@ -45,7 +45,7 @@ TEST_F(HttpfetchRetry, ResumesACutBodyWithARangeRequestAndDeliversItWhole)
 
 TEST_F(HttpfetchRetry, StartsACutBodyAfreshWithoutResumeLeavingNoStaleBytesInTheFile)
 {
-    const auto run = runTool({"--retries", "1", "-o", file.string(), server.url("/cut-midway")});
+    const auto run = runTool({"--retries", "1", "--retry-delay", "0", "-o", file.string(), server.url("/cut-midway")});
     EXPECT_EQ(run.exitCode, 0) << run.err;
     EXPECT_THAT(run.err, HasSubstr("); retrying in 0 ms\n"));
     EXPECT_EQ(fingerprint(contents()), fingerprint(LoopbackServer::payload()));

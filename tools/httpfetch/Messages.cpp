@@ -46,9 +46,14 @@ Connection:
   -x, --proxy URL            use this proxy;  -U, --proxy-user USER:PASSWORD its credentials
       --cacert FILE          trust the CA certificates in FILE (-k is refused:
                              certificates are always verified)
-      --retry N              retry a GET up to N times after a time-out, a failed or cut
-                             connection, or a 408, 416, 429 or 5xx reply (also --retries)
-      --retry-delay S        base of the pause between retries, in seconds (default 0.5)
+      --retry N              retry a GET, HEAD, PUT or DELETE up to N times after a
+                             time-out, a failed or cut connection, or a 408, 429, 500,
+                             502, 503 or 504 reply (also --retries)
+      --retry-delay S        base of the pause between retries, in seconds (default 0.5),
+                             doubled after each failure in a row, at most 60 s; a
+                             server's Retry-After (up to 120 s) is waited out
+      --retry-max-time S     start no retry once S seconds have passed
+      --retry-all-errors     retry after any failure, whatever the method or status
 
 Output:
   -o, --output FILE          write the body to FILE ('-': standard output); FILE is
@@ -338,7 +343,8 @@ std::string retryLine(const RetryNotice& notice)
     const std::string next =
         notice.resumeAt ? "resuming at byte " + std::to_string(*notice.resumeAt) : std::string("retrying");
     return prefix + "attempt " + std::to_string(notice.attempt) + " of " + std::to_string(notice.maxAttempts) +
-           " failed (" + notice.reason + "); " + next + " in " + std::to_string(notice.pause.count()) + " ms";
+           " failed (" + notice.reason + "); " + next + " in " + std::to_string(notice.pause.count()) + " ms" +
+           (notice.serverWait ? " (the server asked for " + std::to_string(notice.serverWait->count()) + " ms)" : "");
 }
 
 std::string demoSummary(int attempts, std::optional<std::int64_t> resumedAt, std::int64_t bytes, double seconds,

@@ -114,6 +114,9 @@ const OptionRule rules[] = {
      [](Options& o, const std::string& a) {
          o.retries = static_cast<int>(parseCount("--retries", a, std::numeric_limits<int>::max() - 1));
      }},
+    {0, "retry-max-time", true,
+     [](Options& o, const std::string& a) { o.retryMaxTime = parseSeconds("--retry-max-time", a); }},
+    {0, "retry-all-errors", false, [](Options& o, const std::string&) { o.retryAllErrors = true; }},
     {0, "retry-delay", true, [](Options& o, const std::string& a) { o.retryDelay = parseSeconds("--retry-delay", a); }},
     {'f', "fail", false, [](Options& o, const std::string&) { o.fail = true; }},
     {0, "fail-with-body", false, [](Options& o, const std::string&) { o.failWithBody = true; }},

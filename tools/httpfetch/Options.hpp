@@ -75,6 +75,8 @@ struct Options {
     bool resume = false;
     int retries = 0;
     double retryDelay = 0.5;
+    double retryMaxTime = 0; // seconds; 0: no limit
+    bool retryAllErrors = false;
     bool fail = false;
     bool failWithBody = false;
     bool silent = false;

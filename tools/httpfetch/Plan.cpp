@@ -315,6 +315,8 @@ OutputPlan outputFor(const Options& options)
     }
     output.retries = options.retries;
     output.retryDelay = options.retryDelay;
+    output.retryMaxTime = options.retryMaxTime;
+    output.retryAllErrors = options.retryAllErrors;
     return output;
 }
 

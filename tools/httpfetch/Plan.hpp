@@ -56,6 +56,8 @@ struct OutputPlan {
     std::optional<std::filesystem::path> cookieJar;
     int retries = 0;
     double retryDelay = 0.5;
+    double retryMaxTime = 0; // seconds; 0: no limit
+    bool retryAllErrors = false;
 };
 
 struct Plan {

@@ -35,6 +35,8 @@ struct RetryNotice {
     std::string reason;
     std::optional<std::int64_t> resumeAt;
     std::chrono::milliseconds pause;
+    // What is left of the wait the server asked for with Retry-After, if it did.
+    std::optional<std::chrono::milliseconds> serverWait;
 };
 
 class ProgressReporter {

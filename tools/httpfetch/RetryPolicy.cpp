@@ -5,6 +5,7 @@
 #include <httpclient_core/HttpRequest.hpp>
 #include <httpclient_core/HttpResponse.hpp>
 
+#include <algorithm>
 #include <exception>
 #include <memory>
 #include <string>
@@ -14,27 +15,16 @@ namespace httpfetch {
 
 namespace {
 
-using foundation::httpclient_core::DefaultRetry;
 using foundation::httpclient_core::HttpMethod;
 using foundation::httpclient_core::HttpRequest;
 using foundation::httpclient_core::HttpResponse;
 using foundation::httpclient_core::HttpResponseCode;
+using foundation::httpclient_core::JitteredBackoff;
 using foundation::httpclient_core::RetryStrategy;
+using std::chrono::milliseconds;
 
 constexpr std::chrono::seconds maximumPause{60};
 const std::string acceptRangesHeader = "Accept-Ranges";
-
-bool retriable(HttpMethod method, bool timedOut, HttpResponseCode code)
-{
-    if (method != HttpMethod::GET) {
-        return false;
-    }
-    // DefaultRetry asks only after a failure, so a success code or none at
-    // all means that the attempt threw: the connection failed or was cut.
-    return timedOut || code == HttpResponseCode::RequestNotMade || isSuccess(code) ||
-           code == HttpResponseCode::RequestTimeout || code == HttpResponseCode::RangeNotSatisfiable ||
-           code == HttpResponseCode::TooManyRequests || isServerError(code);
-}
 
 std::string reasonOf(const HttpResponse& response, const std::exception_ptr& error)
 {
@@ -68,27 +58,47 @@ std::optional<std::int64_t> resumeOffset(const HttpResponse& response, bool resu
 RetryStrategy makeRetryStrategy(const RetrySettings& settings, ProgressReporter& reporter, AttemptLog& log)
 {
     const int maxAttempts = settings.retries + 1;
-    const DefaultRetry pacing(maxAttempts, static_cast<long>(settings.backoff.count()), maximumPause, retriable,
-                              maxAttempts);
-    // Filled by the strategy below, printed by the override before it pauses.
+    // The strategies below only record their pauses; the one pause slept is
+    // the longer of the two, which is what sleeping the backoff and then the
+    // rest of the server's wait would come to.
     const auto pending = std::make_shared<RetryNotice>();
-    DefaultRetry retry = pacing;
-    retry.setBackoffOverride([pacing, pending, &reporter](int failuresSinceSuccess) {
-        pending->pause = pacing.backoffDuration(failuresSinceSuccess);
-        reporter.retrying(*pending);
-        std::this_thread::sleep_for(pending->pause);
-    });
-    return [retry, pending, &log, maxAttempts,
-            resume = settings.resume](const HttpRequest& request, const HttpResponse& response,
-                                      const std::exception_ptr& error, int attempt, int failuresSinceSuccess) {
+    JitteredBackoff backoff;
+    backoff.maxAttempts = maxAttempts;
+    backoff.base = settings.delay;
+    backoff.throttlingBase = settings.delay;
+    backoff.cap = maximumPause;
+    backoff.jitter = JitteredBackoff::Jitter::None;
+    if (settings.allErrors) {
+        backoff.isRetriable = [](HttpMethod, bool, HttpResponseCode) { return true; };
+    }
+    backoff.sleep = [pending](milliseconds pause) { pending->pause = pause; };
+    const RetryStrategy retry = honorRetryAfter(
+        jitteredRetryStrategy(std::move(backoff)), std::chrono::seconds(120),
+        {HttpResponseCode::PayloadTooLarge, HttpResponseCode::TooManyRequests, HttpResponseCode::ServiceUnavailable},
+        [pending](milliseconds wait) { pending->serverWait = wait; });
+    const auto start = std::chrono::steady_clock::now();
+    return [retry, pending, start, &log, &reporter, settings,
+            maxAttempts](const HttpRequest& request, const HttpResponse& response, const std::exception_ptr& error,
+                         int attempt, int failuresSinceSuccess) {
         log.attempts = attempt;
-        *pending = RetryNotice{attempt, maxAttempts, reasonOf(response, error), resumeOffset(response, resume),
-                               std::chrono::milliseconds(0)};
-        const bool again = retry(request, response, error, attempt, failuresSinceSuccess);
-        if (again && pending->resumeAt) {
+        *pending = RetryNotice{
+            attempt,         maxAttempts, reasonOf(response, error), resumeOffset(response, settings.resume),
+            milliseconds(0), std::nullopt};
+        if (settings.maxTime.count() > 0 && std::chrono::steady_clock::now() - start >= settings.maxTime) {
+            return false;
+        }
+        if (!retry(request, response, error, attempt, failuresSinceSuccess)) {
+            return false;
+        }
+        if (pending->serverWait) {
+            pending->pause = std::max(pending->pause, *pending->serverWait);
+        }
+        if (pending->resumeAt) {
             log.resumedAt = pending->resumeAt;
         }
-        return again;
+        reporter.retrying(*pending);
+        std::this_thread::sleep_for(pending->pause);
+        return true;
     };
 }
 

@@ -150,8 +150,9 @@ int runFetch(const Options& options)
     plan.request.setResponseStreamFactory(sink->factory());
     ProgressReporter reporter(ProgressReporter::styleFor(output.silent, STDERR_FILENO), std::cerr);
     AttemptLog log;
-    const RetrySettings retries{output.retries, std::chrono::milliseconds(static_cast<long>(output.retryDelay * 1000)),
-                                options.resume};
+    const RetrySettings retries{
+        output.retries, std::chrono::milliseconds(static_cast<long>(output.retryDelay * 1000)), options.resume,
+        std::chrono::milliseconds(static_cast<long>(output.retryMaxTime * 1000)), output.retryAllErrors};
     const auto start = std::chrono::steady_clock::now();
     try {
         const HttpResponse response = fetch(std::move(plan.request), std::move(plan.configuration), retries, reporter,
