@@ -1,5 +1,7 @@
 #include "support/FaultyProxy.hpp"
 
+#include "support/LoopbackAddress.hpp"
+
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <poll.h>
@@ -14,15 +16,6 @@
 namespace support {
 
 namespace {
-
-sockaddr_in loopback(int port)
-{
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(static_cast<std::uint16_t>(port));
-    return address;
-}
 
 bool sendAll(int socket, const char* data, std::size_t size)
 {

@@ -1,5 +1,7 @@
 #include "support/Nginx.hpp"
 
+#include "support/LoopbackAddress.hpp"
+
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <signal.h>
@@ -20,15 +22,6 @@ extern char** environ;
 namespace support {
 
 namespace {
-
-sockaddr_in loopback(int port)
-{
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(static_cast<std::uint16_t>(port));
-    return address;
-}
 
 // A port the system just handed out and took back; nginx binds it right after.
 int freePort()

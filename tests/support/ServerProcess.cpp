@@ -1,5 +1,7 @@
 #include "support/ServerProcess.hpp"
 
+#include "support/LoopbackAddress.hpp"
+
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/in.h>
@@ -29,15 +31,6 @@ constexpr auto startPatience = std::chrono::seconds(30);
 constexpr auto stopPatience = std::chrono::seconds(10);
 constexpr auto waitPatience = std::chrono::seconds(60);
 constexpr auto pollStep = std::chrono::milliseconds(20);
-
-sockaddr_in loopback(int port)
-{
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<std::uint16_t>(port));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    return address;
-}
 
 bool accepts(int port)
 {
